@@ -1,0 +1,18 @@
+// The host logger. On Windows this is journal-x64.dll; libjournal.so is the Linux stand-in.
+// Every message is one line on standard error unless a host installs a sink of its own.
+#pragma once
+
+#define TOV_JOURNAL_API __attribute__((visibility("default")))
+
+extern "C" {
+
+TOV_JOURNAL_API int LogMessage(int level, int category, int flags, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
+
+// A sink receives the integers, the format as given and the formatted message.
+typedef void (*JournalSink)(void* context, int level, int category, int flags, const char* format,
+                            const char* message);
+
+// Installs a sink (null restores standard error) and returns the previous one.
+TOV_JOURNAL_API JournalSink JournalSetSink(JournalSink sink, void* context);
+}

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Installs what building and testing need on a fresh Debian machine, if it is missing.
+set -euo pipefail
+packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev libvulkan-dev binutils)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  echo "Installing: ${missing[*]}"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
+fi

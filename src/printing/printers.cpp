@@ -1,0 +1,197 @@
+#include "printers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+
+namespace tov::printing {
+
+bool g_verbose = false;
+
+void WriteIndent(std::ostream& os, std::uint64_t indent) {
+    if (indent == 0) return;
+    os << std::string(4 * indent, ' ');
+}
+
+void WriteBareLine(std::ostream& os, const char* text) {
+    os << text;
+    EndLine(os);
+}
+
+namespace {
+
+// Numbers are converted to digits here and written as text, so no stream state can touch them.
+template <typename Integer>
+void WriteNumberLine(Integer number, std::string& label, std::ostream& os, std::uint64_t indent) {
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    WriteIndent(os, indent);
+    os << label << ": " << std::string(digits, end);
+    EndLine(os);
+}
+
+template <typename T>
+T Read(const void* value) {
+    T v;
+    std::memcpy(&v, value, sizeof v);
+    return v;
+}
+
+void WriteTailLine(std::string& label, const char* tail, std::ostream& os, std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label << tail;
+    EndLine(os);
+}
+
+}  // namespace
+
+void Print_uint32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteNumberLine(Read<std::uint32_t>(value), label, os, indent);
+}
+
+void Print_uint64_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteNumberLine(Read<std::uint64_t>(value), label, os, indent);
+}
+
+void Print_int32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteNumberLine(Read<std::int32_t>(value), label, os, indent);
+}
+
+void Print_HRESULT(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteNumberLine(Read<std::int32_t>(value), label, os, indent);
+}
+
+void Print_BOOL(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteTailLine(label, Read<std::uint32_t>(value) != 0 ? ": True" : ": False", os, indent);
+}
+
+void Print_float(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+    // Ask for the length first, so that no value is ever cut.
+    const double widened = Read<float>(value);
+    const int length = std::snprintf(nullptr, 0, "%f", widened);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    std::snprintf(text.data(), text.size() + 1, "%f", widened);
+    WriteIndent(os, indent);
+    os << label << ": " << text;
+    EndLine(os);
+}
+
+void Print_NYI(const void*, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteTailLine(label, ": IS NYI", os, indent);
+}
+
+void Print_voidptr(const void*, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteTailLine(label, " void ptr, can not infer type to print", os, indent);
+}
+
+void Print_text(const char* text, std::uint64_t, std::string label, std::ostream& os,
+                std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label << " : " << text;
+    EndLine(os);
+}
+
+std::string WideToUtf8(const char16_t* text) {
+    std::string out;
+    for (const char16_t* p = text; *p != 0; ++p) {
+        const std::uint32_t unit = *p;
+        if (unit < 0x80) {
+            out += static_cast<char>(unit);
+        } else if (unit < 0x800) {
+            out += static_cast<char>(0xC0 | (unit >> 6));
+            out += static_cast<char>(0x80 | (unit & 0x3F));
+        } else {
+            out += static_cast<char>(0xE0 | (unit >> 12));
+            out += static_cast<char>(0x80 | ((unit >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (unit & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::int32_t WideToUtf8Bounded(const char16_t* text, char* buffer, std::uint64_t size) {
+    if (size == 0) return -1;
+    const std::string converted = WideToUtf8(text);
+    const std::uint64_t copied = std::min<std::uint64_t>(size - 1, converted.size());
+    std::memcpy(buffer, converted.data(), copied);
+    buffer[copied] = '\0';
+    return static_cast<std::int32_t>(copied);
+}
+
+std::string DecodeEventText(std::uint32_t metadata, const void* data, std::uint32_t) {
+    if (data == nullptr) return std::string();
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    if (metadata == 0) return WideToUtf8(static_cast<const char16_t*>(data));
+    if (metadata == 2) {
+        // A packed event record: a descriptor word at offset 16, the text from offset 24.
+        const std::uint64_t word = Read<std::uint64_t>(bytes + 16);
+        const void* text = bytes + 24;
+        if ((word >> 54) & 1) return std::string(static_cast<const char*>(text));
+        // The record is byte-packed, so the wide text may not be 2-byte aligned.
+        std::u16string wide;
+        for (const unsigned char* p = bytes + 24;; p += 2) {
+            const char16_t unit = Read<char16_t>(p);
+            if (unit == 0) break;
+            wide += unit;
+        }
+        return WideToUtf8(wide.c_str());
+    }
+    return std::string(static_cast<const char*>(data));
+}
+
+void WriteNullLine(std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteTailLine(label, " NULLPTR", os, indent);
+}
+
+void PrintHandleLines(bool isNull, std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label;
+    if (isNull) {
+        os << " NULLPTR";
+        EndLine(os);
+        return;
+    }
+    EndLine(os);
+    Print_NYI(nullptr, std::string(" "), os, indent + 1);
+}
+
+std::string IndexLabel(std::uint64_t index, bool trailingBlank) {
+    std::string label = "[" + std::to_string(index) + "]";
+    if (trailingBlank) label += ' ';
+    return label;
+}
+
+namespace {
+template <typename T>
+void WriteFlatArray(const T* array, std::uint64_t count, std::string& label, std::ostream& os,
+                    std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label << ": [ ";
+    for (std::uint64_t i = 0; i < count; ++i) os << array[i] << ", ";
+    os << "]";
+    EndLine(os);
+}
+}  // namespace
+
+void PrintArray_float(const float* array, std::uint64_t count, std::string label,
+                      std::ostream& os, std::uint64_t indent) {
+    WriteFlatArray(array, count, label, os, indent);
+}
+
+void PrintArray_UINT(const std::uint32_t* array, std::uint64_t count, std::string label,
+                     std::ostream& os, std::uint64_t indent) {
+    WriteFlatArray(array, count, label, os, indent);
+}
+
+void PrintEnumRows(std::int32_t value, const EnumRow* rows, std::size_t rowCount,
+                   std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label << ' ';
+    // Every row is tried, so a value with aliases writes all of its names.
+    for (std::size_t i = 0; i < rowCount; ++i)
+        if (rows[i].value == value) os << rows[i].text;
+    EndLine(os);
+}
+
+}  // namespace tov::printing

@@ -1,0 +1,139 @@
+// The printing core: the verbose flag, the line format and the printers that every other printer
+// rests on. A printer takes its value, then the label (consumed), the stream and the indent, and
+// writes whole lines: 4 blanks per indent level, the label, a tail by kind of value, a line feed
+// and a flush.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+namespace tov::printing {
+
+// The process-wide verbose byte: false at load, only ever set to true by tovGetDispatchTable.
+extern bool g_verbose;
+inline bool IsVerbose() { return g_verbose; }
+inline void SetVerbose(bool verbose) { g_verbose = verbose; }
+
+// --- line pieces --------------------------------------------------------------------------
+void WriteIndent(std::ostream& os, std::uint64_t indent);
+inline void EndLine(std::ostream& os) { os << '\n' << std::flush; }
+// A line with no label and no indent: the header line of a call dump, the keyframe banners.
+void WriteBareLine(std::ostream& os, const char* text);
+
+// --- scalars and text ----------------------------------------------------------------------
+void Print_uint32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_uint64_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_int32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_HRESULT(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_BOOL(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_float(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_NYI(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_voidptr(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
+void Print_text(const char* text, std::uint64_t size, std::string label, std::ostream& os,
+                std::uint64_t indent);
+
+// --- wide text -----------------------------------------------------------------------------
+// Converts each 16-bit unit on its own into 1 to 3 bytes; surrogates are not paired.
+std::string WideToUtf8(const char16_t* text);
+// Converts, then copies at most size - 1 bytes and a NUL. Returns the bytes copied, -1 if size is 0.
+std::int32_t WideToUtf8Bounded(const char16_t* text, char* buffer, std::uint64_t size);
+// The text of a debug event: metadata 0 wide text, 2 a packed event record, else narrow text.
+std::string DecodeEventText(std::uint32_t metadata, const void* data, std::uint32_t size);
+
+// --- pointers and arrays -------------------------------------------------------------------
+void WriteNullLine(std::string label, std::ostream& os, std::uint64_t indent);
+
+// A pointer shares its line with its pointee: same label, same indent.
+template <auto PointeePrinter, typename T>
+void PrintPtr(const T* pointer, std::string label, std::ostream& os, std::uint64_t indent) {
+    if (pointer == nullptr) {
+        WriteNullLine(std::move(label), os, indent);
+        return;
+    }
+    PointeePrinter(pointer, std::string(label), os, indent);
+}
+
+inline void PrintPtr_NYI(const void* pointer, std::string label, std::ostream& os,
+                         std::uint64_t indent) {
+    PrintPtr<Print_NYI>(pointer, std::move(label), os, indent);
+}
+inline void PrintPtr_uint32_t(const void* pointer, std::string label, std::ostream& os,
+                              std::uint64_t indent) {
+    PrintPtr<Print_uint32_t>(pointer, std::move(label), os, indent);
+}
+inline void PrintPtr_uint64_t(const void* pointer, std::string label, std::ostream& os,
+                              std::uint64_t indent) {
+    PrintPtr<Print_uint64_t>(pointer, std::move(label), os, indent);
+}
+inline void PrintPtr_int32_t(const void* pointer, std::string label, std::ostream& os,
+                             std::uint64_t indent) {
+    PrintPtr<Print_int32_t>(pointer, std::move(label), os, indent);
+}
+
+// A handle held by value: its label line, then one fixed line one level deeper. The value
+// itself is never written.
+void PrintHandleLines(bool isNull, std::string label, std::ostream& os, std::uint64_t indent);
+template <typename Handle>
+void Print_handle(Handle handle, std::string label, std::ostream& os, std::uint64_t indent) {
+    PrintHandleLines(handle == Handle{}, std::move(label), os, indent);
+}
+
+// The label of element i: "[i]" for pointer arrays, "[i] " for enum arrays.
+std::string IndexLabel(std::uint64_t index, bool trailingBlank);
+
+// An array of pointers: the label line first, then each element through its pointer printer.
+// A null array puts " NULLPTR" on a line of its own, at no indent.
+template <auto ElementPointerPrinter, typename T>
+void PrintPtrArray(const T* const* array, std::uint64_t count, std::string label,
+                   std::ostream& os, std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label;
+    EndLine(os);
+    if (array == nullptr) {
+        os << " NULLPTR";
+        EndLine(os);
+        return;
+    }
+    for (std::uint64_t i = 0; i < count; ++i)
+        ElementPointerPrinter(array[i], IndexLabel(i, false), os, indent + 1);
+}
+
+// An array of enum values of a fixed size: the label line, then each element one level deeper.
+template <auto EnumPrinter, typename E>
+void PrintArray(const E* array, std::uint64_t count, std::string label, std::ostream& os,
+                std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label;
+    EndLine(os);
+    for (std::uint64_t i = 0; i < count; ++i)
+        EnumPrinter(&array[i], IndexLabel(i, true), os, indent + 1);
+}
+
+// Flat arrays of numbers go on one line through the stream's own (default) number format.
+void PrintArray_float(const float* array, std::uint64_t count, std::string label,
+                      std::ostream& os, std::uint64_t indent);
+void PrintArray_UINT(const std::uint32_t* array, std::uint64_t count, std::string label,
+                     std::ostream& os, std::uint64_t indent);
+
+// --- enums ---------------------------------------------------------------------------------
+// One row of an enum printer: the value and its name followed by ", " as one literal.
+struct EnumRow {
+    std::int32_t value;
+    const char* text;
+};
+
+// Writes the label, a blank, and every row whose value equals the value, in table order.
+void PrintEnumRows(std::int32_t value, const EnumRow* rows, std::size_t rowCount,
+                   std::string label, std::ostream& os, std::uint64_t indent);
+
+template <std::size_t N>
+void PrintEnum(const void* value, const EnumRow (&rows)[N], std::string label, std::ostream& os,
+               std::uint64_t indent) {
+    std::int32_t v;
+    __builtin_memcpy(&v, value, sizeof v);
+    PrintEnumRows(v, rows, N, std::move(label), os, indent);
+}
+
+}  // namespace tov::printing

@@ -1,0 +1,149 @@
+"""Reads the project's API description tables (api/) into plain Python objects.
+
+The tables are declarative text: one C prototype per line for functions, indented blocks for
+structures and enums. Everything the generators know about an API comes from here.
+"""
+from __future__ import annotations
+
+import os
+import re
+from dataclasses import dataclass, field
+
+API_DIR = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "api")
+
+# Slot numbering of the dispatch table: the Vulkan functions from 0, the Direct3D and DXGI
+# entry points from 3744, 8282 slots in all.
+VULKAN_FIRST_SLOT = 0
+COM_FIRST_SLOT = 3744
+SLOT_COUNT = 8282
+
+
+@dataclass
+class Param:
+    type: str            # declared type text without array suffix, e.g. "const VkFence*"
+    name: str
+    array: list[int] = field(default_factory=list)   # fixed array sizes, e.g. [4]
+
+    @property
+    def decl(self) -> str:
+        """The parameter as a C++ declaration."""
+        return f"{self.type} {self.name}" + "".join(f"[{n}]" for n in self.array)
+
+    @property
+    def cpp_type(self) -> str:
+        """The type the parameter has inside a function (arrays decay to pointers)."""
+        if self.array:
+            return f"{self.type}*"
+        return self.type
+
+
+@dataclass
+class Function:
+    ret: str
+    name: str
+    params: list[Param]
+
+    @property
+    def returns_value(self) -> bool:
+        return self.ret != "void"
+
+
+@dataclass
+class Slot:
+    number: int
+    call_name: str       # text of the logger line and the header line
+    hook_name: str       # Hook_<name>
+    function: Function
+    api: str             # "vulkan", ...
+
+
+_PROTO = re.compile(r"^(?P<ret>.+?)\s*\b(?P<name>\w+)\s*\((?P<params>.*)\)\s*;?$")
+_PARAM = re.compile(r"^(?P<type>.*?[\w*])\s*\b(?P<name>\w+)\s*(?P<array>(\[\s*\d+\s*\])*)$")
+
+
+def _strip_comment(line: str) -> str:
+    line = line.rstrip("\n")
+    return "" if line.lstrip().startswith("#") else line
+
+
+def split_params(text: str) -> list[str]:
+    """Splits a parameter list at top-level commas (annotations may hold parentheses)."""
+    parts, depth, current = [], 0, []
+    for ch in text:
+        if ch == "(":
+            depth += 1
+        elif ch == ")":
+            depth -= 1
+        if ch == "," and depth == 0:
+            parts.append("".join(current).strip())
+            current = []
+        else:
+            current.append(ch)
+    last = "".join(current).strip()
+    if last:
+        parts.append(last)
+    return parts
+
+
+def parse_param(text: str) -> Param:
+    m = _PARAM.match(" ".join(text.split()))
+    if not m:
+        raise ValueError(f"cannot read parameter {text!r}")
+    arrays = [int(n) for n in re.findall(r"\[\s*(\d+)\s*\]", m.group("array"))]
+    return Param(m.group("type").strip(), m.group("name"), arrays)
+
+
+def parse_prototype(line: str) -> Function:
+    m = _PROTO.match(" ".join(line.split()))
+    if not m:
+        raise ValueError(f"cannot read prototype {line!r}")
+    raw = m.group("params").strip()
+    params = [] if raw in ("", "void") else [parse_param(p) for p in split_params(raw)]
+    return Function(m.group("ret").strip(), m.group("name"), params)
+
+
+def read_lines(path: str) -> list[str]:
+    with open(path, encoding="utf-8") as f:
+        return [line for line in (_strip_comment(l) for l in f) if line.strip()]
+
+
+def vulkan_functions(api_dir: str = API_DIR) -> list[Function]:
+    return [parse_prototype(l) for l in read_lines(os.path.join(api_dir, "vulkan", "functions.txt"))]
+
+
+def vulkan_slots(api_dir: str = API_DIR) -> list[Slot]:
+    return [Slot(VULKAN_FIRST_SLOT + i, f.name, f"Hook_{f.name}", f, "vulkan")
+            for i, f in enumerate(vulkan_functions(api_dir))]
+
+
+def all_slots(api_dir: str = API_DIR) -> list[Slot]:
+    """Every filled slot of the dispatch table, in ascending slot order."""
+    slots = vulkan_slots(api_dir)
+    numbers = [s.number for s in slots]
+    assert numbers == sorted(set(numbers)), "slots must ascend without repeats"
+    assert all(0 <= n < SLOT_COUNT for n in numbers)
+    return slots
+
+
+def write_if_changed(path: str, text: str) -> None:
+    """Keeps the timestamps of unchanged outputs, so a regeneration rebuilds only what changed."""
+    try:
+        with open(path, encoding="utf-8") as f:
+            if f.read() == text:
+                return
+    except FileNotFoundError:
+        pass
+    os.makedirs(os.path.dirname(path) or ".", exist_ok=True)
+    with open(path, "w", encoding="utf-8", newline="\n") as f:
+        f.write(text)
+
+
+def chunks(items: list, count: int) -> list[list]:
+    """Splits items into `count` runs of nearly equal length, keeping their order."""
+    size, rest = divmod(len(items), count)
+    out, start = [], 0
+    for i in range(count):
+        end = start + size + (1 if i < rest else 0)
+        out.append(items[start:end])
+        start = end
+    return out
