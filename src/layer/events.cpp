@@ -47,8 +47,10 @@ runtime::EventData::Class* KeyframeAppliedEvent::ClassObject() {
 namespace tov::logging_layer {
 
 void KeyframeSubscriber::OnEvent(void*, runtime::EventData* event) {
-    // The event's class is not tested: the host publishes only keyframe events on this channel.
-    const std::uint32_t kind = static_cast<common::KeyframeAppliedEvent*>(event)->kind;
+    // The event comes from the host, and its class is not tested: what the layer relies on is the
+    // layout of a keyframe event, with its kind in the 32 bits at byte offset 8.
+    std::uint32_t kind;
+    std::memcpy(&kind, reinterpret_cast<const unsigned char*>(event) + 8, sizeof kind);
     if (kind == 1) {
         printing::WriteBareLine(std::cout, "===================Keyframe Applied===================");
     } else if (kind == 2) {

@@ -21,6 +21,9 @@ TEST(EventClasses, KeyframeClassHasNilIdAndItsName) {
     EXPECT_STREQ(event.GetClassName(), "KeyframeAppliedEvent");
     EXPECT_EQ(event.GetClass(), common::KeyframeAppliedEvent::ClassObject());
     EXPECT_EQ(event.kind, 0u);
+    // Hosts make these objects: the kind sits in the 32 bits at byte offset 8.
+    EXPECT_EQ(reinterpret_cast<const char*>(&event.kind) - reinterpret_cast<const char*>(&event), 8);
+    EXPECT_EQ(sizeof event, 16u);
     EXPECT_EQ(event.Reserved6() + event.Reserved7() + event.Reserved8(), 0u);
 }
 
