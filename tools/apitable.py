@@ -54,7 +54,9 @@ class Slot:
     call_name: str       # text of the logger line and the header line
     hook_name: str       # Hook_<name>
     function: Function
-    api: str             # "vulkan", ...
+    api: str             # "vulkan", "com_function" or "com_method"
+    interface: str | None = None   # COM methods: the interface that owns the slot's run
+    declaring: str | None = None   # COM methods: the interface that declares the method
 
 
 _PROTO = re.compile(r"^(?P<ret>.+?)\s*\b(?P<name>\w+)\s*\((?P<params>.*)\)\s*;?$")
@@ -119,6 +121,12 @@ def vulkan_slots(api_dir: str = API_DIR) -> list[Slot]:
 def all_slots(api_dir: str = API_DIR) -> list[Slot]:
     """Every filled slot of the dispatch table, in ascending slot order."""
     slots = vulkan_slots(api_dir)
+    try:
+        import comtable  # the Direct3D and DXGI side, slots from COM_FIRST_SLOT on
+    except ImportError:
+        comtable = None
+    if comtable is not None:
+        slots += comtable.com_slots(api_dir)
     numbers = [s.number for s in slots]
     assert numbers == sorted(set(numbers)), "slots must ascend without repeats"
     assert all(0 <= n < SLOT_COUNT for n in numbers)
