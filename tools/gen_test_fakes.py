@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Generates the per-slot fakes the hook tests stand behind the layer.
+"""Generates the per-slot fakes the Vulkan hook tests stand behind the layer.
 
 For every slot: a fake next function with the slot's exact signature that records its
 arguments as bit patterns and returns a value unique to the slot, and a caller that invokes a
@@ -61,7 +61,7 @@ def case_text(slot: apitable.Slot) -> str:
 
 
 def main() -> None:
-    slots = apitable.all_slots()
+    slots = apitable.vulkan_slots()
     rows = "".join(
         f"    {{{s.number}, \"{s.call_name}\", reinterpret_cast<void*>(&Fake_{s.call_name}), "
         f"&Call_{s.call_name}, {'true' if s.function.returns_value else 'false'}}},\n"
