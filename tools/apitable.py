@@ -155,3 +155,109 @@ def chunks(items: list, count: int) -> list[list]:
         out.append(items[start:end])
         start = end
     return out
+
+
+# --- Vulkan types, enums and structures --------------------------------------------------------
+
+@dataclass
+class Member:
+    type: str            # declared type text, e.g. "const VkSemaphore*"
+    name: str
+    array: list[int] = field(default_factory=list)
+    bits: int | None = None
+
+    @property
+    def decl(self) -> str:
+        return f"{self.type} {self.name}" + "".join(f"[{n}]" for n in self.array)
+
+
+@dataclass
+class Record:
+    kind: str            # "struct" or "union"
+    name: str
+    members: list[Member]
+
+
+@dataclass
+class Enum:
+    name: str
+    rows: list[tuple[str, int]]   # (name, value) in published order
+
+
+@dataclass
+class VulkanRegistry:
+    functions: list[Function]
+    handles: dict[str, str]       # name -> "dispatchable" | "nondispatchable"
+    basetypes: dict[str, str]     # name -> C scalar type
+    bitmasks: dict[str, str]      # name -> "VkFlags" | "VkFlags64"
+    aliases: dict[str, str]       # name -> the type it stands for
+    funcpointers: set[str]
+    win32types: set[str]
+    enums: dict[str, Enum]
+    records: dict[str, Record]
+
+    def resolve(self, name: str) -> str:
+        """Follows typedef aliases to the type that has a declaration of its own."""
+        while name in self.aliases:
+            name = self.aliases[name]
+        return name
+
+
+_MEMBER = re.compile(r"^(?P<type>.*?[\w*])\s+(?P<name>\w+)\s*(?P<array>(\[\s*\d+\s*\])*)\s*(:\s*(?P<bits>\d+))?$")
+
+
+def parse_member(text: str) -> Member:
+    m = _MEMBER.match(" ".join(text.split()))
+    if not m:
+        raise ValueError(f"cannot read member {text!r}")
+    arrays = [int(n) for n in re.findall(r"\[\s*(\d+)\s*\]", m.group("array"))]
+    bits = int(m.group("bits")) if m.group("bits") else None
+    return Member(m.group("type").strip(), m.group("name"), arrays, bits)
+
+
+def _blocks(path: str) -> list[tuple[str, list[str]]]:
+    """Reads "<header line>" + indented lines blocks."""
+    blocks: list[tuple[str, list[str]]] = []
+    for line in read_lines(path):
+        if line.startswith((" ", "\t")):
+            blocks[-1][1].append(line.strip())
+        else:
+            blocks.append((line.strip(), []))
+    return blocks
+
+
+def vulkan_registry(api_dir: str = API_DIR) -> VulkanRegistry:
+    base = os.path.join(api_dir, "vulkan")
+    handles, basetypes, bitmasks, aliases = {}, {}, {}, {}
+    funcpointers, win32types = set(), set()
+    for line in read_lines(os.path.join(base, "types.txt")):
+        kind, name, *rest = line.split()
+        if kind == "handle":
+            handles[name] = rest[0]
+        elif kind == "basetype":
+            basetypes[name] = rest[0]
+        elif kind == "bitmask":
+            bitmasks[name] = rest[0]
+        elif kind == "alias":
+            aliases[name] = rest[0]
+        elif kind == "funcpointer":
+            funcpointers.add(name)
+        elif kind == "win32type":
+            win32types.add(name)
+        else:
+            raise ValueError(f"unknown type line {line!r}")
+    enums = {}
+    for head, body in _blocks(os.path.join(base, "enums.txt")):
+        kind, name = head.split()
+        rows = []
+        for row in body:
+            value_name, value = row.split()
+            rows.append((value_name, int(value)))
+        if kind == "enum":
+            enums[name] = Enum(name, rows)
+    records = {}
+    for head, body in _blocks(os.path.join(base, "structs.txt")):
+        kind, name = head.split()
+        records[name] = Record(kind, name, [parse_member(m) for m in body])
+    return VulkanRegistry(vulkan_functions(api_dir), handles, basetypes, bitmasks, aliases,
+                          funcpointers, win32types, enums, records)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Generates the layer's call hooks and the step that stores them into the dispatch table.
+"""Generates the layer's Vulkan call hooks and the step that stores them into the dispatch table.
 
 Every hook is one template: load its own slot, call on with every argument untouched, read the
 verbose flag once, then either give the call's name to the host logger or write the dump. The
@@ -11,6 +11,7 @@ Writes OUTDIR/vulkan_hooks_<k>.cpp for k < PARTS, each with StoreHooks_vulkan_<k
 import sys
 
 import apitable
+import vkrules
 
 HOOK = """\
 {ret} VKAPI_CALL {hook}({params}) {{
@@ -34,6 +35,8 @@ PART = """\
 namespace tov::logging_layer {{
 namespace {{
 
+using namespace tov::vulkan;
+
 {hooks}
 }}  // namespace
 
@@ -43,12 +46,25 @@ void StoreHooks_{part}(LayerDispatchTable& table) {{
 }}  // namespace tov::logging_layer
 """
 
-def dump_lines(slot: apitable.Slot) -> str:
-    """The argument and result lines of a hook's dump (none yet: the header line stands alone)."""
-    return ""
+def printer_call(line: vkrules.Line, source: str, indent: int) -> str:
+    value = f"&{source}" if line.value == "addr" else source
+    count = f", {line.count}" if line.count is not None else ""
+    return f'    {line.printer}({value}{count}, "{line.label}", std::cout, {indent});\n'
 
 
-def hook_text(slot: apitable.Slot) -> str:
+def dump_lines(rules: vkrules.Rules, slot: apitable.Slot) -> str:
+    """The argument lines at indent 1, in declared order, then the result line at indent 0."""
+    f = slot.function
+    printed = [p for p in f.params if rules.line(p.type, p.name, p.array, False, "n") is not None]
+    text = "".join(printer_call(line, p.name, 1)
+                   for line, p in zip(rules.parameter_lines(f), printed))
+    result = rules.result_line(f)
+    if result is not None:
+        text += printer_call(result, "result", 0)
+    return text
+
+
+def hook_text(rules: vkrules.Rules, slot: apitable.Slot) -> str:
     f = slot.function
     args = ", ".join(p.name for p in f.params)
     call = f"{f.ret} result = next({args});" if f.returns_value else f"next({args});"
@@ -60,15 +76,16 @@ def hook_text(slot: apitable.Slot) -> str:
         slot=slot.number,
         call=call,
         name=slot.call_name,
-        lines=dump_lines(slot),
+        lines=dump_lines(rules, slot),
         result=" result" if f.returns_value else "",
     )
 
 
 def main() -> None:
     outdir, parts = sys.argv[1], int(sys.argv[2])
+    rules = vkrules.Rules(apitable.vulkan_registry())
     for k, run in enumerate(apitable.chunks(apitable.vulkan_slots(), parts)):
-        hooks = "\n".join(hook_text(s) for s in run)
+        hooks = "\n".join(hook_text(rules, s) for s in run)
         stores = "".join(
             f"    table.slots[{s.number}] = reinterpret_cast<void*>(&{s.hook_name});\n" for s in run)
         apitable.write_if_changed(f"{outdir}/vulkan_hooks_{k}.cpp",

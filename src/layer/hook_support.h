@@ -6,3 +6,4 @@
 #include "printers.h"
 #include "tov/journal.h"
 #include "vulkan_api.h"
+#include "vulkan_printers.h"

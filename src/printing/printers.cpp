@@ -19,6 +19,12 @@ void WriteBareLine(std::ostream& os, const char* text) {
     EndLine(os);
 }
 
+void WriteLabelLine(std::string label, std::ostream& os, std::uint64_t indent) {
+    WriteIndent(os, indent);
+    os << label;
+    EndLine(os);
+}
+
 namespace {
 
 // Numbers are converted to digits here and written as text, so no stream state can touch them.

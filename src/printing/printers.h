@@ -21,6 +21,8 @@ void WriteIndent(std::ostream& os, std::uint64_t indent);
 inline void EndLine(std::ostream& os) { os << '\n' << std::flush; }
 // A line with no label and no indent: the header line of a call dump, the keyframe banners.
 void WriteBareLine(std::ostream& os, const char* text);
+// A line that holds only its label: structures and arrays, whose contents follow one level deeper.
+void WriteLabelLine(std::string label, std::ostream& os, std::uint64_t indent);
 
 // --- scalars and text ----------------------------------------------------------------------
 void Print_uint32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent);
@@ -59,6 +61,11 @@ inline void PrintPtr_NYI(const void* pointer, std::string label, std::ostream& o
                          std::uint64_t indent) {
     PrintPtr<Print_NYI>(pointer, std::move(label), os, indent);
 }
+// Function pointers are pointers too: null or not is all that shows.
+template <typename R, typename... A>
+void PrintPtr_NYI(R (*function)(A...), std::string label, std::ostream& os, std::uint64_t indent) {
+    PrintPtr_NYI(reinterpret_cast<const void*>(function), std::move(label), os, indent);
+}
 inline void PrintPtr_uint32_t(const void* pointer, std::string label, std::ostream& os,
                               std::uint64_t indent) {
     PrintPtr<Print_uint32_t>(pointer, std::move(label), os, indent);
@@ -66,6 +73,10 @@ inline void PrintPtr_uint32_t(const void* pointer, std::string label, std::ostre
 inline void PrintPtr_uint64_t(const void* pointer, std::string label, std::ostream& os,
                               std::uint64_t indent) {
     PrintPtr<Print_uint64_t>(pointer, std::move(label), os, indent);
+}
+inline void PrintPtr_float(const void* pointer, std::string label, std::ostream& os,
+                           std::uint64_t indent) {
+    PrintPtr<Print_float>(pointer, std::move(label), os, indent);
 }
 inline void PrintPtr_int32_t(const void* pointer, std::string label, std::ostream& os,
                              std::uint64_t indent) {

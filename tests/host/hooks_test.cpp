@@ -70,6 +70,7 @@ TEST(Hooks, OrdinaryModeCallsOnAndLogsTheName) {
 
 TEST(Hooks, VerboseModeWritesTheHeaderLineAndLogsNothing) {
     RoutedLayer routed(std::vector<testhost::Parameter>{{u"verbose", u"1"}});
+    g_argMode = ArgMode::Zeroed;
     for (std::size_t i = 0; i < kHookCaseCount; ++i) {
         const HookCase& c = kHookCases[i];
         FakeCalls().clear();
