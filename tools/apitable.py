@@ -195,6 +195,8 @@ class VulkanRegistry:
     win32types: set[str]
     enums: dict[str, Enum]
     records: dict[str, Record]
+    # (structure, pointer field) -> C++ condition under which the API ignores the pointer
+    ignored_pointers: dict[tuple[str, str], str] = field(default_factory=dict)
 
     def resolve(self, name: str) -> str:
         """Follows typedef aliases to the type that has a declaration of its own."""
@@ -259,5 +261,10 @@ def vulkan_registry(api_dir: str = API_DIR) -> VulkanRegistry:
     for head, body in _blocks(os.path.join(base, "structs.txt")):
         kind, name = head.split()
         records[name] = Record(kind, name, [parse_member(m) for m in body])
+    ignored = {}
+    for line in read_lines(os.path.join(base, "ignored_pointers.txt")):
+        struct, member, condition = line.split(None, 2)
+        assert any(m.name == member for m in records[struct].members), line
+        ignored[(struct, member)] = condition
     return VulkanRegistry(vulkan_functions(api_dir), handles, basetypes, bitmasks, aliases,
-                          funcpointers, win32types, enums, records)
+                          funcpointers, win32types, enums, records, ignored)

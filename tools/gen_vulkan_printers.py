@@ -107,11 +107,23 @@ def main() -> None:
     for k, run in enumerate(apitable.chunks(records, parts)):
         bodies = []
         for s in run:
-            fields = "".join(f"    {call(line, f'value->{line_name}', 'indent + 1')}\n"
-                             for line, line_name in field_calls(rules, reg.records[s]))
+            fields = "".join(field_text(reg, s, line, member)
+                             for line, member in field_calls(rules, reg.records[s]))
             bodies.append(STRUCT.format(name=s, fields=fields))
         apitable.write_if_changed(f"{outdir}/vulkan_struct_printers_{k}.cpp",
                                   SOURCE.format(bodies="\n".join(bodies)))
+
+
+def field_text(reg: apitable.VulkanRegistry, struct: str, line: vkrules.Line, member: str) -> str:
+    """A field's printer call; a pointer the API ignores in the structure's present state is not
+    read through, only told null or not."""
+    printed = f"    {call(line, f'value->{member}', 'indent + 1')}\n"
+    condition = reg.ignored_pointers.get((struct, member))
+    if condition is None:
+        return printed
+    unread = vkrules.Line("printing::PrintPtr_NYI", "value", line.label)
+    return (f"    if ({condition}) {{\n        {call(unread, f'value->{member}', 'indent + 1')}\n"
+            f"    }} else {{\n    {printed}    }}\n")
 
 
 def field_calls(rules: vkrules.Rules, record: apitable.Record):
