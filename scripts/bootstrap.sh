@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what building and testing need on a fresh Debian machine, if it is missing.
 set -euo pipefail
-packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev libvulkan-dev binutils)
+packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev libvulkan-dev binutils
+  libvulkan1 mesa-vulkan-drivers vulkan-tools glslang-tools
+  g++-mingw-w64-x86-64 mingw-w64-x86-64-dev directx-headers-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -1,0 +1,235 @@
+#!/usr/bin/env python3
+"""End-to-end cases of the Vulkan loader host with the real loader and the software driver.
+
+Each case runs an application without the layer and through tov-log, and compares.
+Usage: run_case.py CASE --tov-log PATH --sample PATH [--vulkaninfo PATH]
+"""
+import argparse
+import collections
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+LVP_ICD = "/usr/share/vulkan/icd.d/lvp_icd.x86_64.json"
+CALL_NAME = re.compile(r"^vk[A-Z][A-Za-z0-9]*$")
+RECORDED = 1000
+
+# The sample's own calls and how often each reaches the layer; the loader's lookups and its own
+# calls during instance creation come on top and are checked against the verbose run instead.
+SAMPLE_CALLS = {
+    "vkCreateInstance": 1, "vkCreateDevice": 1, "vkGetDeviceQueue": 1, "vkCreateBuffer": 1,
+    "vkGetBufferMemoryRequirements": 1, "vkGetPhysicalDeviceMemoryProperties": 1,
+    "vkAllocateMemory": 1, "vkBindBufferMemory": 1, "vkMapMemory": 1,
+    "vkCreateDescriptorSetLayout": 1, "vkCreatePipelineLayout": 1, "vkCreateShaderModule": 1,
+    "vkCreateComputePipelines": 1, "vkCreateDescriptorPool": 1, "vkAllocateDescriptorSets": 1,
+    "vkUpdateDescriptorSets": 1, "vkCreateCommandPool": 1, "vkAllocateCommandBuffers": 1,
+    "vkBeginCommandBuffer": 2, "vkCmdBindPipeline": 1, "vkCmdBindDescriptorSets": 1,
+    "vkCmdPushConstants": 1 + RECORDED, "vkCmdDispatch": 1, "vkCmdPipelineBarrier": 1,
+    "vkEndCommandBuffer": 2, "vkResetCommandBuffer": 1, "vkCreateFence": 1, "vkQueueSubmit": 1,
+    "vkWaitForFences": 1, "vkDestroyFence": 1, "vkFreeCommandBuffers": 1,
+    "vkDestroyCommandPool": 1, "vkDestroyDescriptorPool": 1, "vkDestroyPipeline": 1,
+    "vkDestroyShaderModule": 1, "vkDestroyPipelineLayout": 1, "vkDestroyDescriptorSetLayout": 1,
+    "vkUnmapMemory": 1, "vkDestroyBuffer": 1, "vkFreeMemory": 1, "vkDestroyDevice": 1,
+    "vkDestroyInstance": 1,
+}
+
+failures = []
+
+
+def check(condition, message):
+    if not condition:
+        failures.append(message)
+        print("FAIL:", message)
+
+
+class Run:
+    def __init__(self, proc, workdir):
+        self.rc = proc.returncode
+        self.out = proc.stdout.decode("utf-8", "replace")
+        self.err = proc.stderr.decode("utf-8", "replace")
+        self.workdir = workdir
+
+    def logger_lines(self):
+        return [l for l in self.err.splitlines() if CALL_NAME.match(l)]
+
+    def file(self, name):
+        with open(os.path.join(self.workdir, name), "rb") as f:
+            return f.read()
+
+
+PRELOAD = None  # the sanitizer runtime, for programs that were not built with it
+
+
+def run(command, through=None, env_extra=None, preload=False):
+    env = dict(os.environ)
+    if preload and PRELOAD:
+        # The layer is instrumented and the program is not: its runtime must come first. Leaks
+        # of the uninstrumented program and shell are theirs, not the layer's.
+        env["LD_PRELOAD"] = PRELOAD
+        env["ASAN_OPTIONS"] = env.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+    for key in ("TOV_LOGGING_VERBOSE", "TOV_LOGGING_LAYER_LIBRARY", "VK_INSTANCE_LAYERS",
+                "VK_LOADER_LAYERS_ENABLE"):
+        env.pop(key, None)
+    env["VK_ICD_FILENAMES"] = env["VK_DRIVER_FILES"] = LVP_ICD
+    env.update(env_extra or {})
+    workdir = tempfile.mkdtemp(prefix="tov_loader_")
+    full = (through or []) + command
+    proc = subprocess.run(full, cwd=workdir, env=env, capture_output=True, timeout=600)
+    return Run(proc, workdir)
+
+
+def header_names(verbose_out, own_lines):
+    """The call names of a verbose dump: lines at column 0 that are neither results nor the
+    application's own lines (those it printed without the layer, in the same order)."""
+    names, own = [], list(own_lines)
+    for line in verbose_out.splitlines():
+        if not line or line[0] == " " or line.startswith("= "):
+            continue
+        if own and line == own[0]:
+            own.pop(0)
+            continue
+        names.append(line)
+    return names, own
+
+
+class App:
+    preload = False
+
+    def __init__(self, args):
+        self.args = args
+
+    def command(self):
+        raise NotImplementedError
+
+    def results(self, r):
+        raise NotImplementedError
+
+
+class Sample(App):
+    results_on_stdout = True
+
+    def command(self):
+        return [self.args.sample, "--record", str(RECORDED), "--probe"]
+
+    def results(self, r):
+        return r.out
+
+    def own_lines(self, plain):
+        return plain.out.splitlines()
+
+    def check_counts(self, names):
+        counts = collections.Counter(names)
+        for name, expected in SAMPLE_CALLS.items():
+            check(counts[name] == expected, f"{name}: {counts[name]} lines, expected {expected}")
+
+
+class VulkanInfo(App):
+    results_on_stdout = False
+    preload = True
+
+    def command(self):
+        return [self.args.vulkaninfo, "-j", "-o", "info.json"]
+
+    def results(self, r):
+        return r.file("info.json")
+
+    def own_lines(self, plain):
+        return plain.out.splitlines()
+
+    def check_counts(self, names):
+        counts = collections.Counter(names)
+        check(counts["vkCreateInstance"] >= 1, "vulkaninfo: no vkCreateInstance line")
+        check(counts["vkCreateInstance"] == counts["vkDestroyInstance"],
+              "vulkaninfo: instances created and destroyed differ")
+        check(counts["vkCreateDevice"] == counts["vkDestroyDevice"],
+              "vulkaninfo: devices created and destroyed differ")
+
+
+def case_modes(app, verbose):
+    tov_log = [app.args.tov_log, "--"]
+    plain = run(app.command(), preload=app.preload)
+    ordinary = run(app.command(), tov_log, preload=app.preload)
+    check(ordinary.rc == plain.rc, f"ordinary run exits {ordinary.rc}, plain run {plain.rc}")
+    check(app.results(ordinary) == app.results(plain), "ordinary run: results differ")
+    check(ordinary.out == plain.out, "ordinary run: standard output differs")
+    names = ordinary.logger_lines()
+    app.check_counts(names)
+    # Every other line on standard error is the application's own or the loader's.
+    plain_err = set(plain.err.splitlines())
+    for line in ordinary.err.splitlines():
+        if not CALL_NAME.match(line) and line not in plain_err:
+            check("Loader Message" in line, f"unexpected line on standard error: {line!r}")
+    if not verbose:
+        return
+    dump = run(app.command(), [app.args.tov_log, "--verbose", "--"], preload=app.preload)
+    check(dump.rc == plain.rc, f"verbose run exits {dump.rc}, plain run {plain.rc}")
+    if not app.results_on_stdout:  # else the application's own lines are checked below
+        check(app.results(dump) == app.results(plain), "verbose run: results differ")
+    check(dump.logger_lines() == [], "verbose run: logger lines on standard error")
+    headers, left = header_names(dump.out, app.own_lines(plain))
+    check(left == [], f"verbose run: application lines missing from standard output: {left[:3]}")
+    check(len(headers) == len(names),
+          f"verbose run: {len(headers)} header lines, ordinary run {len(names)} logger lines")
+    for i, (h, n) in enumerate(zip(headers, names)):
+        if h != n:
+            check(False, f"call {i}: verbose header {h!r}, ordinary logger line {n!r}")
+            break
+
+
+def case_bad_value(app):
+    plain = run(app.command())
+    r = run(app.command(), [app.args.tov_log, "--"], {"TOV_LOGGING_VERBOSE": "yes"})
+    check(r.rc == plain.rc, f"exits {r.rc}, plain run {plain.rc}")
+    check(r.out == plain.out, "standard output differs")
+    check("Logging Layer: Unrecognized layer parameter: yes" in r.err.splitlines(),
+          "no message about the value of TOV_LOGGING_VERBOSE")
+    check("vkCreateInstance" in r.logger_lines(), "calls are not logged in ordinary mode")
+
+
+def case_library(app, path, expected):
+    plain = run(app.command())
+    r = run(app.command(), [app.args.tov_log, "--"], {"TOV_LOGGING_LAYER_LIBRARY": path})
+    check(r.rc == plain.rc, f"exits {r.rc}, plain run {plain.rc}")
+    check(r.out == plain.out, "standard output differs")
+    check(r.logger_lines() == [], "calls logged without the Logging Layer")
+    check(any(expected in l for l in r.err.splitlines()),
+          f"no message {expected!r} on standard error:\n{r.err}")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("case")
+    parser.add_argument("--tov-log", required=True)
+    parser.add_argument("--sample", required=True)
+    parser.add_argument("--vulkaninfo", default=shutil.which("vulkaninfo"))
+    parser.add_argument("--preload", default="")
+    args = parser.parse_args()
+    global PRELOAD
+    PRELOAD = args.preload or None
+    sample, info = Sample(args), VulkanInfo(args)
+    cannot_load = "VK_LAYER_TOV_logging: cannot load the Logging Layer library"
+    cases = {
+        "sample_ordinary": lambda: case_modes(sample, False),
+        "sample_verbose": lambda: case_modes(sample, True),
+        "vulkaninfo_ordinary": lambda: case_modes(info, False),
+        "vulkaninfo_verbose": lambda: case_modes(info, True),
+        "bad_verbose_value": lambda: case_bad_value(sample),
+        "missing_layer_library": lambda: case_library(
+            sample, "/nonexistent/liblogging_layer.so", cannot_load),
+        "unloadable_layer_library": lambda: case_library(sample, LVP_ICD, cannot_load),
+        "library_without_entry_point": lambda: case_library(
+            sample, "libvulkan.so.1", "has no tovGetDispatchTable"),
+    }
+    if args.case not in cases:
+        sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
+    cases[args.case]()
+    if failures:
+        sys.exit(f"{len(failures)} check(s) failed")
+    print("ok")
+
+
+if __name__ == "__main__":
+    main()
