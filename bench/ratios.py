@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Runs the hook benchmark and prints each hook's cost as a ratio to the baseline and to a direct
-call measured in the same run.
+"""Runs a hook benchmark and prints each hook's cost as a ratio to the baseline and to a direct
+call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline, <Call>_Direct.
 
-Usage: ratios.py HOOK_BENCH [benchmark args...]
+Usage: ratios.py BENCH_EXECUTABLE [benchmark args...]
 """
 import json
 import subprocess
@@ -15,7 +15,8 @@ medians = {b["run_name"]: b["real_time"] for b in json.loads(out)["benchmarks"]
            if b.get("aggregate_name") == "median"}
 for name, ns in medians.items():
     print(f"{name:28s} {ns:10.2f} ns")
-for call in ("QueueWaitIdle", "CmdDrawIndexed"):
+calls = [name[: -len("_Hook")] for name in medians if name.endswith("_Hook")]
+for call in calls:
     hook, base, direct = (medians.get(f"{call}_{k}") for k in ("Hook", "Baseline", "Direct"))
     if hook and base and direct:
         print(f"{call}: hook/baseline {hook / base:.2f}x, hook/direct {hook / direct:.2f}x")
