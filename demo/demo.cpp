@@ -1,9 +1,10 @@
 // The demo host: loads the layer as a host does, routes it to a stand-in driver and plays a
-// short scripted Vulkan session through the hooks. In verbose mode (the default here) the
+// short scripted Vulkan session through the hooks, then a Direct3D 11 and a Direct3D 12 frame. In verbose mode (the default here) the
 // layer's dump goes to standard output; with --ordinary the logger lines go to standard error.
 #include <cstring>
 #include <iostream>
 
+#include "com_session.h"
 #include "stand_in_driver.h"
 #include "testhost.h"
 
@@ -385,6 +386,7 @@ int main(int argc, char** argv) {
     for (const auto& [slot, function] : tov::demo::StandInDriver()) layer.Route(slot, function);
 
     PlaySession(layer);
+    tov::demo::PlayDirect3DSession(layer);
     // The host applies a keyframe: the layer marks the place in the stream of calls.
     tov::testhost::PublishKeyframe(1);
     return 0;

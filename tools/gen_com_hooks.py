@@ -7,7 +7,8 @@ instantiates that body once, as Hook_<Interface>_<Method>. The 18 exported funct
 plain hook each. Every hook follows the frame of the Vulkan hooks: load its own slot, call on
 with every argument untouched (the result storage of a structure returned by value included),
 read the verbose flag once, then either give the call name to the host logger or write the
-header line.
+dump: the header line with the slot's call name, the `self` line with the declaring interface,
+the argument lines and the result line, by the rules of comhookrules.py.
 
 Usage: gen_com_hooks.py OUTDIR PARTS
 Writes OUTDIR/com_hook_bodies.h and OUTDIR/com_hooks_<k>.cpp for k < PARTS, each with
@@ -16,6 +17,7 @@ StoreHooks_com_<k>.
 import sys
 
 import apitable
+import comhookrules
 import comtable
 import gen_com_decls
 
@@ -82,9 +84,20 @@ def body_name(declaring: str, method: str) -> str:
     return f"{declaring}_{method}"
 
 
-def dump_lines(slot: apitable.Slot) -> str:
-    """The argument and result lines of a hook's dump (none yet: the header line stands alone)."""
-    return ""
+_RULES: comhookrules.Rules | None = None
+
+
+def rules() -> comhookrules.Rules:
+    global _RULES
+    if _RULES is None:
+        _RULES = comhookrules.Rules()
+    return _RULES
+
+
+def dump_lines(key: str, f: apitable.Function, declaring: str | None) -> str:
+    """The lines of a dump behind its header: `self`, arguments, result, as indented statements.
+    `key` is "<Declaring>::<Method>" for a method, the function's name for an exported one."""
+    return "".join(f"    {line}\n" for line in rules().dump_lines(key, f, declaring))
 
 
 def _frame(f: apitable.Function, records: set[str], self_type: str | None):
@@ -107,14 +120,16 @@ def _frame(f: apitable.Function, records: set[str], self_type: str | None):
 def body_text(declaring: str, f: apitable.Function, records: set[str]) -> str:
     ret, params, types, call, result = _frame(f, records, "TovSelf")
     return BODY.format(ret=ret, body=body_name(declaring, f.name), params=", ".join(params),
-                       types=", ".join(types), call=call, result=result, lines="")
+                       types=", ".join(types), call=call, result=result,
+                       lines=dump_lines(f"{declaring}::{f.name}", f, declaring))
 
 
 def function_text(slot: apitable.Slot, records: set[str]) -> str:
     ret, params, types, call, result = _frame(slot.function, records, None)
     return FUNCTION.format(ret=ret, hook=slot.hook_name, params=", ".join(params),
                            types=", ".join(types), slot=slot.number, call=call,
-                           name=slot.call_name, result=result, lines=dump_lines(slot))
+                           name=slot.call_name, result=result,
+                           lines=dump_lines(slot.function.name, slot.function, None))
 
 
 def method_hook_text(slot: apitable.Slot) -> str:

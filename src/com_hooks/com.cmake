@@ -20,11 +20,14 @@ add_custom_command(
   OUTPUT ${_com_hooks} ${TOV_GEN_DIR}/com_hook_bodies.h
   COMMAND Python3::Interpreter ${TOV_TOOLS_DIR}/gen_com_hooks.py ${TOV_GEN_DIR} ${TOV_COM_HOOK_PARTS}
   DEPENDS ${TOV_TOOLS_DIR}/gen_com_hooks.py ${TOV_TOOLS_DIR}/gen_com_decls.py ${TOV_COM_TOOLS}
-          ${TOV_GEN_COMMON} ${TOV_GEN_DIR}/com_api.h
+          ${TOV_TOOLS_DIR}/comhookrules.py ${TOV_TOOLS_DIR}/comenums.py
+          ${TOV_API_DIR}/com/hook_rules.txt ${TOV_GEN_COMMON} ${TOV_GEN_DIR}/com_api.h
   COMMENT "Generating Direct3D and DXGI hooks")
 list(APPEND TOV_LAYER_SOURCES ${_com_hooks})
+# The hooks print through the generated value printers.
 set_source_files_properties(${_com_hooks} PROPERTIES
-  INCLUDE_DIRECTORIES "${CMAKE_CURRENT_LIST_DIR};${CMAKE_CURRENT_SOURCE_DIR}/com_values")
+  INCLUDE_DIRECTORIES "${CMAKE_CURRENT_LIST_DIR};${CMAKE_CURRENT_SOURCE_DIR}/com_values"
+  OBJECT_DEPENDS "${TOV_GEN_DIR}/com_enum_printers.h;${TOV_GEN_DIR}/com_object_printers.h;${TOV_GEN_DIR}/com_struct_printers.h")
 
 # The declarations, for code outside the layer that talks Direct3D and DXGI (the tests).
 add_custom_target(tov_com_api_header DEPENDS ${TOV_GEN_DIR}/com_api.h)

@@ -82,6 +82,21 @@ inline void PrintPtr_int32_t(const void* pointer, std::string label, std::ostrea
                              std::uint64_t indent) {
     PrintPtr<Print_int32_t>(pointer, std::move(label), os, indent);
 }
+inline void PrintPtr_BOOL(const void* pointer, std::string label, std::ostream& os,
+                          std::uint64_t indent) {
+    PrintPtr<Print_BOOL>(pointer, std::move(label), os, indent);
+}
+// A pointer to a window handle: only whether it is null shows; the handle is never read.
+inline void PrintPtr_HWND(const void* pointer, std::string label, std::ostream& os,
+                          std::uint64_t indent) {
+    if (pointer == nullptr) {
+        WriteNullLine(std::move(label), os, indent);
+        return;
+    }
+    WriteIndent(os, indent);
+    os << label << ": NYI HWND";
+    EndLine(os);
+}
 
 // A handle held by value: its label line, then one fixed line one level deeper. The value
 // itself is never written.

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -61,11 +62,69 @@ inline std::uint64_t Seed(std::uint32_t slot, std::uint32_t position) {
            (slot * 31u + position * 7u + 1u);
 }
 
+// How the callers make their arguments.
+enum class ArgMode {
+    Unique,    // bit patterns unique to slot and position; nothing may read through the pointers
+    Zeroed,    // objects are fake objects, other pointers aim at zeroed memory, integers are 1
+    Null,      // null pointers, integers 0
+};
+inline ArgMode g_argMode = ArgMode::Unique;
+// Large enough for any structure a printer reads behind any argument position.
+constexpr std::size_t kZeroedBlock = 2048;
+alignas(64) inline unsigned char g_zeroedMemory[32 * kZeroedBlock];
+
+// The Capture Time ID that every fake object of the Zeroed mode holds.
+constexpr std::uint64_t kFakeObjectId = 0x2a;
+// Stands in every entry of the fake objects' virtual table; the printers only ever call
+// GetPrivateData, whose arguments it takes.
+inline HRESULT TOV_COM_CALL FakeObjectGetPrivateData(void*, const void*, UINT* size, void* data) {
+    if (size == nullptr || data == nullptr || *size < sizeof kFakeObjectId) return -2147024809;
+    std::memcpy(data, &kFakeObjectId, sizeof kFakeObjectId);
+    return 0;
+}
+struct FakeObject {
+    void* const* lpVtbl;
+};
+inline void* const g_fakeObjectVtbl[256] = {
+#define TOV_FAKE_ENTRY_8 reinterpret_cast<void*>(&FakeObjectGetPrivateData), \
+    reinterpret_cast<void*>(&FakeObjectGetPrivateData), reinterpret_cast<void*>(&FakeObjectGetPrivateData), \
+    reinterpret_cast<void*>(&FakeObjectGetPrivateData), reinterpret_cast<void*>(&FakeObjectGetPrivateData), \
+    reinterpret_cast<void*>(&FakeObjectGetPrivateData), reinterpret_cast<void*>(&FakeObjectGetPrivateData), \
+    reinterpret_cast<void*>(&FakeObjectGetPrivateData)
+#define TOV_FAKE_ENTRY_64 TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8, \
+    TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8, TOV_FAKE_ENTRY_8
+    TOV_FAKE_ENTRY_64, TOV_FAKE_ENTRY_64, TOV_FAKE_ENTRY_64, TOV_FAKE_ENTRY_64
+#undef TOV_FAKE_ENTRY_64
+#undef TOV_FAKE_ENTRY_8
+};
+inline FakeObject g_fakeObject{g_fakeObjectVtbl};
+
+// Interfaces are the structures that begin with a virtual table.
+template <typename T>
+concept ComObjectPointer = std::is_pointer_v<T> && requires(T p) { p->lpVtbl; };
+
 // An argument no other slot or position receives (for narrow types, as far as the width allows).
-// Pointers are never valid: a hook that read through one would crash the test.
+// In Unique mode pointers are never valid: a hook that read through one would crash the test.
 template <typename T>
 T ArgFor(std::uint32_t slot, std::uint32_t position) {
     const std::uint64_t seed = Seed(slot, position);
+    if (g_argMode != ArgMode::Unique) {
+        if constexpr (std::is_same_v<T, const IID*>) {
+            // Interface ids are passed by reference: never null.
+            return reinterpret_cast<T>(g_zeroedMemory + kZeroedBlock * (position % 32));
+        } else if constexpr (ComObjectPointer<T>) {
+            if (g_argMode == ArgMode::Null) return nullptr;
+            return reinterpret_cast<T>(&g_fakeObject);
+        } else if constexpr (std::is_pointer_v<T>) {
+            if (g_argMode == ArgMode::Null) return nullptr;
+            return reinterpret_cast<T>(g_zeroedMemory + kZeroedBlock * (position % 32));
+        } else if constexpr (!std::is_floating_point_v<T> && !std::is_class_v<T> && !std::is_union_v<T>) {
+            const std::uint64_t small = g_argMode == ArgMode::Null ? 0 : 1;
+            T value;
+            std::memcpy(&value, &small, sizeof value);
+            return value;
+        }
+    }
     if constexpr (std::is_pointer_v<T>) {
         return reinterpret_cast<T>(static_cast<std::uintptr_t>(seed & ~std::uint64_t{7}));
     } else if constexpr (std::is_floating_point_v<T>) {
@@ -87,6 +146,17 @@ T ArgFor(std::uint32_t slot, std::uint32_t position) {
 template <typename T>
 T ResultFor(std::uint32_t slot) {
     return ArgFor<T>(slot, 99);
+}
+
+// Arguments the API declares as arrays of four numbers, not optional, must be there, and their
+// printer reads them without a null test; with null pointers these hooks get zeroed arrays.
+inline bool TakesFixedArray(const std::string& name) {
+    const std::string method = name.substr(name.find("::") + 2);
+    if (method == "OMSetBlendState") return name.rfind("ID3D10", 0) == 0;
+    for (const char* m : {"ClearRenderTargetView", "ClearUnorderedAccessViewFloat",
+                          "ClearUnorderedAccessViewUint", "ClearView"})
+        if (method == m) return true;
+    return false;
 }
 
 struct CallResult {

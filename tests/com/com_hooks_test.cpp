@@ -2,7 +2,8 @@
 // convention: it calls its own slot exactly once with every argument untouched (structures by
 // value, floats, stack arguments and the result storage of a structure returned by value
 // included), returns what came back, and then logs its call name or writes its header line.
-// The arguments' pointers are never valid, so a hook that read through one would crash here.
+// In ordinary mode the arguments' pointers are never valid, so a hook that read through one
+// would crash here.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -85,17 +86,34 @@ TEST(ComHooks, OrdinaryModeCallsOnAndLogsTheName) {
     }
 }
 
-TEST(ComHooks, VerboseModeWritesTheHeaderLineAndLogsNothing) {
+// In verbose mode the printers follow the arguments: objects are fake objects and every other
+// pointer aims at zeroed memory (or is null), so that the hooks can be called with the same
+// checks. The dump itself has the tests of tests/com_hooks; here only its frame is checked.
+void ExpectVerboseFrame(ArgMode mode) {
     RoutedLayer routed(std::vector<testhost::Parameter>{{u"verbose", u"1"}});
     for (const HookCase& c : ComHookCases()) {
+        g_argMode = mode == ArgMode::Null && TakesFixedArray(c.name) ? ArgMode::Zeroed : mode;
         FakeCalls().clear();
         testhost::LoggerCapture log;
         testhost::StdoutCapture out;
         const CallResult r = c.call(routed.layer.hook(c.slot));
         ExpectCallsOwnSlotUntouched(c, r);
         EXPECT_TRUE(log.calls.empty()) << c.name;
-        EXPECT_EQ(out.str(), std::string(c.name) + "\n");
+        const std::string text = out.str();
+        EXPECT_EQ(text.rfind(std::string(c.name) + "\n", 0), 0u) << text;
+        const bool isMethod = c.slot >= logging_layer::slots::IUnknown_QueryInterface;
+        if (isMethod) EXPECT_NE(text.find("* self"), std::string::npos) << text;
+        EXPECT_EQ(text.find("\n= ") != std::string::npos, c.returnsValue) << text;
     }
+    g_argMode = ArgMode::Unique;
+}
+
+TEST(ComHooks, VerboseModeDumpsAndLogsNothingWithNullArguments) {
+    ExpectVerboseFrame(ArgMode::Null);
+}
+
+TEST(ComHooks, VerboseModeDumpsAndLogsNothingWithArgumentsToFollow) {
+    ExpectVerboseFrame(ArgMode::Zeroed);
 }
 
 // A null object is passed on like any other argument.
