@@ -13,6 +13,13 @@ import sys
 import apitable
 import vkrules
 
+DUMP = """\
+// Out of line and cold, so that the ordinary path of the hook stays the essential work.
+[[gnu::noinline, gnu::cold]] void Dump_{name}({dump_params}) {{
+    printing::WriteBareLine(std::cout, "{name}");
+{lines}}}
+"""
+
 HOOK = """\
 {ret} VKAPI_CALL {hook}({params}) {{
     const auto next = reinterpret_cast<{ret}(VKAPI_PTR*)({types})>(g_dispatchTable.slots[{slot}]);
@@ -21,8 +28,8 @@ HOOK = """\
         LogMessage(2, 1, 0, "%s", "{name}");
         return{result};
     }}
-    printing::WriteBareLine(std::cout, "{name}");
-{lines}    return{result};
+    Dump_{name}({dump_args});
+    return{result};
 }}
 """
 
@@ -68,7 +75,11 @@ def hook_text(rules: vkrules.Rules, slot: apitable.Slot) -> str:
     f = slot.function
     args = ", ".join(p.name for p in f.params)
     call = f"{f.ret} result = next({args});" if f.returns_value else f"next({args});"
-    return HOOK.format(
+    dump_params = [p.decl for p in f.params] + ([f"{f.ret} result"] if f.returns_value else [])
+    dump_args = [p.name for p in f.params] + (["result"] if f.returns_value else [])
+    dump = DUMP.format(name=slot.call_name, dump_params=", ".join(dump_params),
+                       lines=dump_lines(rules, slot))
+    return dump + HOOK.format(
         ret=f.ret,
         hook=slot.hook_name,
         params=", ".join(p.decl for p in f.params),
@@ -76,7 +87,7 @@ def hook_text(rules: vkrules.Rules, slot: apitable.Slot) -> str:
         slot=slot.number,
         call=call,
         name=slot.call_name,
-        lines=dump_lines(rules, slot),
+        dump_args=", ".join(dump_args),
         result=" result" if f.returns_value else "",
     )
 
