@@ -21,6 +21,15 @@ import comhookrules
 import comtable
 import gen_com_decls
 
+# The dump of a declared method is the same in every slot but for the call name, so it is one
+# function per declared method, out of line and cold: the ordinary path of every hook stays the
+# essential work, and the text is compiled once rather than once per slot.
+DUMP = """\
+[[gnu::noinline, gnu::cold]] inline void Dump_{body}({dump_params}) {{
+    printing::WriteBareLine(std::cout, TovCallName);
+{lines}}}
+"""
+
 BODY = """\
 template <std::uint32_t TovSlot, const char* TovCallName, typename TovSelf>
 {ret} TOV_COM_CALL {body}({params}) {{
@@ -30,8 +39,8 @@ template <std::uint32_t TovSlot, const char* TovCallName, typename TovSelf>
         LogMessage(2, 1, 0, "%s", TovCallName);
         return{result};
     }}
-    printing::WriteBareLine(std::cout, TovCallName);
-{lines}    return{result};
+    Dump_{body}({dump_args});
+    return{result};
 }}
 """
 
@@ -43,8 +52,8 @@ FUNCTION = """\
         LogMessage(2, 1, 0, "%s", "{name}");
         return{result};
     }}
-    printing::WriteBareLine(std::cout, "{name}");
-{lines}    return{result};
+    Dump_{body}({dump_args});
+    return{result};
 }}
 """
 
@@ -117,19 +126,34 @@ def _frame(f: apitable.Function, records: set[str], self_type: str | None):
     return ret, params, types, f"{ret} result = next({args});", " result"
 
 
+def dump_text(body: str, key: str, f: apitable.Function, ret: str, declaring: str | None):
+    """The dump function of a declared method or exported function, and its call arguments.
+    The dump receives the call name, the object, the declared arguments and the result."""
+    params = ["const char* TovCallName"] + (["void* This"] if declaring else [])
+    params += [p.decl for p in f.params] + ([f"{ret} result"] if ret != "void" else [])
+    args = (["TovCallName"] + (["This"] if declaring else []) + [p.name for p in f.params]
+            + (["result"] if ret != "void" else []))
+    dump = DUMP.format(body=body, dump_params=", ".join(params),
+                       lines=dump_lines(key, f, declaring))
+    return dump, ", ".join(args)
+
+
 def body_text(declaring: str, f: apitable.Function, records: set[str]) -> str:
     ret, params, types, call, result = _frame(f, records, "TovSelf")
-    return BODY.format(ret=ret, body=body_name(declaring, f.name), params=", ".join(params),
-                       types=", ".join(types), call=call, result=result,
-                       lines=dump_lines(f"{declaring}::{f.name}", f, declaring))
+    body = body_name(declaring, f.name)
+    dump, dump_args = dump_text(body, f"{declaring}::{f.name}", f, ret, declaring)
+    return dump + BODY.format(ret=ret, body=body, params=", ".join(params), types=", ".join(types),
+                              call=call, result=result, dump_args=dump_args)
 
 
 def function_text(slot: apitable.Slot, records: set[str]) -> str:
     ret, params, types, call, result = _frame(slot.function, records, None)
-    return FUNCTION.format(ret=ret, hook=slot.hook_name, params=", ".join(params),
-                           types=", ".join(types), slot=slot.number, call=call,
-                           name=slot.call_name, result=result,
-                           lines=dump_lines(slot.function.name, slot.function, None))
+    dump, dump_args = dump_text(slot.function.name, slot.function.name, slot.function, ret, None)
+    dump_args = dump_args.replace("TovCallName", f'"{slot.call_name}"', 1)
+    return dump + FUNCTION.format(ret=ret, hook=slot.hook_name, params=", ".join(params),
+                                  types=", ".join(types), slot=slot.number, call=call,
+                                  name=slot.call_name, result=result, body=slot.function.name,
+                                  dump_args=dump_args)
 
 
 def method_hook_text(slot: apitable.Slot) -> str:
