@@ -15,11 +15,6 @@
 
 namespace tov::comtest {
 
-std::vector<FakeCall>& FakeCalls() {
-    static std::vector<FakeCall> calls;
-    return calls;
-}
-
 namespace {
 
 constexpr std::size_t kVulkanSlots = 435;

@@ -15,11 +15,6 @@
 
 namespace tov::comtest {
 
-std::vector<FakeCall>& FakeCalls() {
-    static std::vector<FakeCall> calls;
-    return calls;
-}
-
 namespace {
 
 const std::string kFrameBoundary = std::string(20, '#') + "Frame Boundary" + std::string(20, '#');

@@ -10,11 +10,6 @@
 
 namespace tov::test {
 
-std::vector<FakeCall>& FakeCalls() {
-    static std::vector<FakeCall> calls;
-    return calls;
-}
-
 namespace {
 
 struct RoutedLayer {

@@ -13,11 +13,6 @@
 
 namespace tov::test {
 
-std::vector<FakeCall>& FakeCalls() {
-    static std::vector<FakeCall> calls;
-    return calls;
-}
-
 namespace {
 
 std::size_t LeadingBlanks(const std::string& line) {
