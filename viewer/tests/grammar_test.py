@@ -2,7 +2,7 @@
 """tov-dump's reader: every golden dump of the repository goes to JSON and back to the same bytes,
 odd line shapes land where they belong, and lines it can not place are refused by number.
 
-Usage: grammar_test.py TOV_DUMP SOURCE_DIR
+Usage: grammar_test.py TOV_DUMP SOURCE_DIR TOV_LOG VK_SAMPLE
 """
 import glob
 import json
@@ -12,7 +12,8 @@ import sys
 import tempfile
 import unittest
 
-TOV_DUMP, SOURCE_DIR = sys.argv[1:3]
+TOV_DUMP, SOURCE_DIR, TOV_LOG, VK_SAMPLE = sys.argv[1:5]
+LAVAPIPE = "/usr/share/vulkan/icd.d/lvp_icd.x86_64.json"
 sys.path.insert(0, os.path.dirname(os.path.realpath(TOV_DUMP)))
 import dumpgrammar as g  # noqa: E402
 
@@ -162,6 +163,19 @@ class Streams(unittest.TestCase):
             run = subprocess.run([TOV_DUMP, "jsn"], capture_output=True, text=True, timeout=60)
             self.assertEqual(2, run.returncode)
             self.assertIn("choose from 'json', 'text', 'html'", run.stderr)
+
+    def test_tov_log_exports_a_real_program(self):
+        """The sample through the Vulkan loader: its calls, and its own two lines kept."""
+        with tempfile.TemporaryDirectory() as tmp:
+            out = os.path.join(tmp, "calls.jsonl")
+            env = dict(os.environ, VK_ICD_FILENAMES=LAVAPIPE, VK_DRIVER_FILES=LAVAPIPE)
+            subprocess.run([TOV_LOG, "--json", out, "--", VK_SAMPLE], env=env, check=True,
+                           capture_output=True, timeout=120)
+            with open(out) as f:
+                recs = [json.loads(line) for line in f]
+        self.assertIn("vkCreateInstance", {r.get("name") for r in recs})
+        self.assertEqual(2, sum(r["type"] == "output" for r in recs))
+        self.assertTrue(any(r["type"] == "output" and r["text"].startswith("computed: ") for r in recs))
 
 
 if __name__ == "__main__":
