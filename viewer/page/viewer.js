@@ -138,8 +138,9 @@
   let tall = [];                   // opened calls among the rows: {row, o}, in row order
   const resized = new ResizeObserver((entries) => {
     for (const e of entries) {
-      const o = e.target.opened;
-      if (o && o.h !== e.target.offsetHeight) o.h = e.target.offsetHeight;
+      // A row scrolled out of view is out of the document: it keeps the height it had.
+      const o = e.target.opened, h = e.target.offsetHeight;
+      if (o && e.target.isConnected && h > 0) o.h = h;
     }
     queueRender();
   });
@@ -458,6 +459,7 @@
   let chart = null;                // what was drawn: bins, scale, series
 
   function drawChart() {
+    markerSaved = null;
     const w = canvas.clientWidth, h = canvas.clientHeight;
     const dpr = window.devicePixelRatio || 1;
     canvas.width = Math.round(w * dpr);
