@@ -128,6 +128,7 @@
     rows = out.subarray(0, r);
     hits = Int32Array.from(hitRows);
     current = -1;
+    dropRows();
   }
 
   // --- the call list: rows of one height, except the opened calls ------------------------------
@@ -187,19 +188,29 @@
     });
   }
 
+  // The rows in the document, by row. A row that stays in view keeps its element, so that the
+  // element under the pointer is never taken out between a press and its release.
+  let rowEls = new Map();
+  function dropRows() {
+    rowEls = new Map();
+    spacer.replaceChildren();
+  }
+
   function render() {
     if (!idx) return;
     spacer.style.height = rows.length * ROW + tall.reduce((s, t) => s + t.o.h - ROW, 0) + "px";
     const y0 = callsEl.scrollTop;
     const y1 = y0 + callsEl.clientHeight + 300;
-    const shown = [];
+    const shown = new Map();
     let r = rowAt(Math.max(0, y0 - 300));
     for (let y = rowTop(r); r < rows.length && y < y1; y += rowHeight(r), r++) {
-      const row = rowElement(r);
+      const row = rowEls.get(r) || rowElement(r);
       row.style.top = y + "px";
-      shown.push(row);
+      if (row.parentNode !== spacer) spacer.append(row);
+      shown.set(r, row);
     }
-    spacer.replaceChildren(...shown);
+    for (const [at, row] of rowEls) if (shown.get(at) !== row) row.remove();
+    rowEls = shown;
     const here = rows.length ? frameOfRow(rowAt(y0)) : 0;
     if (here !== topFrame) {
       topFrame = here;
@@ -282,6 +293,9 @@
       resized.observe(row);
       if (dump) fillTree(tree, rec); else waiting.push([tree, rec]);
     }
+    const at = rowOfRecord[rec];
+    rowEls.get(at)?.remove();
+    rowEls.delete(at);
     layoutTall();
     render();
   }
@@ -605,6 +619,7 @@
     current = (current + by + hits.length) % hits.length;
     const r = hits[current];
     callsEl.scrollTop = Math.max(0, rowTop(r) - 3 * ROW);
+    dropRows();
     render();
     $("matches").textContent = `${current + 1} of ${hits.length} matching calls`;
   }
@@ -667,6 +682,7 @@
       const res = resultOf(Number(o.el.dataset.rec));
       if (res && !head.querySelector(".res")) head.insertBefore(el("span", "res", "\u2192 " + res), head.querySelector(".tools"));
     }
+    dropRows();
     render();
     setState("ready");
   }
