@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "dispatch_table.h"
+#include "host_link.h"
 #include "loader_table.h"
 
 #define TOV_HOST_EXPORT extern "C" __attribute__((visibility("default")))
@@ -102,53 +103,9 @@ Host& TheHost() {
 
 // --- Loading the Logging Layer --------------------------------------------------------------------
 
-std::u16string Utf8ToUtf16(const std::string& text) {
-    std::u16string out;
-    for (std::size_t i = 0; i < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        std::size_t length = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
-        char32_t code = length == 1 ? c : length == 2 ? (c & 0x1F) : length == 3 ? (c & 0x0F) : (c & 0x07);
-        bool valid = length != 0 && i + length <= text.size();
-        for (std::size_t k = 1; valid && k < length; ++k) {
-            const unsigned char d = static_cast<unsigned char>(text[i + k]);
-            valid = (d & 0xC0) == 0x80;
-            code = (code << 6) | (d & 0x3F);
-        }
-        if (!valid) {  // a stray byte stands for itself
-            out.push_back(c);
-            ++i;
-            continue;
-        }
-        if (code >= 0x10000) {
-            code -= 0x10000;
-            out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
-            out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
-        } else {
-            out.push_back(static_cast<char16_t>(code));
-        }
-        i += length;
-    }
-    return out;
-}
-
-// TOV_LOGGING_VERBOSE becomes the layer's parameter "verbose", whatever its value: the layer
-// itself says so when a value means nothing to it.
-std::vector<LayerParameterRecord> ParametersFromEnvironment() {
-    std::vector<LayerParameterRecord> records;
-    const char* verbose = std::getenv("TOV_LOGGING_VERBOSE");
-    if (verbose == nullptr) return records;
-    LayerParameterRecord record;
-    std::memset(&record, 0, sizeof record);
-    const std::u16string name = u"verbose";
-    const std::u16string value = Utf8ToUtf16(verbose);
-    std::memcpy(record.parameterName, name.data(), 2 * name.size());
-    std::memcpy(record.parameterValue, value.data(), 2 * std::min<std::size_t>(value.size(), 511));
-    records.push_back(record);
-    return records;
-}
-
+// liblogging_layer.so next to this library, else the build tree's. The link takes
+// TOV_LOGGING_LAYER_LIBRARY before either.
 std::vector<std::string> CandidatePaths() {
-    if (const char* path = std::getenv("TOV_LOGGING_LAYER_LIBRARY")) return {path};
     std::vector<std::string> paths;
     Dl_info info;
     if (dladdr(reinterpret_cast<void*>(&CandidatePaths), &info) != 0 && info.dli_fname != nullptr) {
@@ -163,41 +120,28 @@ std::vector<std::string> CandidatePaths() {
     return paths;
 }
 
-void* OpenLayerLibrary(std::string& error) {
-    for (const std::string& path : CandidatePaths()) {
-        if (void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) return handle;
-        const char* why = dlerror();
-        error += "\n    " + (why != nullptr ? std::string(why) : path);
-    }
-    return nullptr;
-}
-
 PFN_vkVoidFunction HostFunction(std::uint16_t slot);
 
 void Load(Host& host) {
-    std::string error;
-    void* library = OpenLayerLibrary(error);
-    if (library == nullptr) {
-        std::fprintf(stderr, "%s: cannot load the Logging Layer library (liblogging_layer.so);"
-                     " calls are passed on without logging:%s\n", kPrefix, error.c_str());
-        return;
-    }
-    auto getDispatchTable =
-        reinterpret_cast<PFN_tovGetDispatchTable>(dlsym(library, "tovGetDispatchTable"));
-    if (getDispatchTable == nullptr) {
+    const std::vector<std::string> paths = CandidatePaths();
+    std::vector<const char*> candidates;
+    for (const std::string& path : paths) candidates.push_back(path.c_str());
+    // Another host of this process may have linked the layer already; then this is its link.
+    const TovLinkResult linked = tovLinkLayer(candidates.data(), candidates.size());
+    if (linked.failure == kTovNoEntryPoint) {
         std::fprintf(stderr, "%s: the library it loaded has no tovGetDispatchTable;"
                      " calls are passed on without logging\n", kPrefix);
-        return;  // the library stays loaded: unloading a library is never safe to assume
+        return;
     }
-    const std::vector<LayerParameterRecord> parameters = ParametersFromEnvironment();
-    LayerDispatchTable* table =
-        getDispatchTable(parameters.size(), parameters.empty() ? nullptr : parameters.data());
-    for (std::size_t slot = 0; slot < kVulkanSlotCount; ++slot) {
-        host.hooks[slot] = table->slots[slot];
-        // No hook is handed out before its slot holds a next function; until then a slot is
-        // zero rather than the hook's own address.
-        table->slots[slot] = nullptr;
+    if (linked.link == nullptr) {
+        std::fprintf(stderr, "%s: cannot load the Logging Layer library (liblogging_layer.so);"
+                     " calls are passed on without logging:%s\n", kPrefix, linked.detail);
+        return;
     }
+    LayerDispatchTable* table = linked.link->table;
+    // The link leaves every slot zero until its host stores a next function there.
+    for (std::size_t slot = 0; slot < kVulkanSlotCount; ++slot)
+        host.hooks[slot] = linked.link->hooks[slot];
     for (std::uint16_t slot : kHostSlots) {
         if (host.hooks[slot] == nullptr) {
             std::fprintf(stderr, "%s: the Logging Layer has no hook for slot %u;"

@@ -1,0 +1,119 @@
+#include "host_link.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::u16string Utf8ToUtf16(const std::string& text) {
+    std::u16string out;
+    for (std::size_t i = 0; i < text.size();) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        std::size_t length = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+        char32_t code = length == 1 ? c : length == 2 ? (c & 0x1F) : length == 3 ? (c & 0x0F) : (c & 0x07);
+        bool valid = length != 0 && i + length <= text.size();
+        for (std::size_t k = 1; valid && k < length; ++k) {
+            const unsigned char d = static_cast<unsigned char>(text[i + k]);
+            valid = (d & 0xC0) == 0x80;
+            code = (code << 6) | (d & 0x3F);
+        }
+        if (!valid) {  // a stray byte stands for itself
+            out.push_back(c);
+            ++i;
+            continue;
+        }
+        if (code >= 0x10000) {
+            code -= 0x10000;
+            out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
+        } else {
+            out.push_back(static_cast<char16_t>(code));
+        }
+        i += length;
+    }
+    return out;
+}
+
+// TOV_LOGGING_VERBOSE becomes the layer's parameter "verbose", whatever its value: the layer
+// itself says so when a value means nothing to it.
+std::vector<LayerParameterRecord> ParametersFromEnvironment() {
+    std::vector<LayerParameterRecord> records;
+    const char* verbose = std::getenv("TOV_LOGGING_VERBOSE");
+    if (verbose == nullptr) return records;
+    LayerParameterRecord record;
+    std::memset(&record, 0, sizeof record);
+    const std::u16string name = u"verbose";
+    const std::u16string value = Utf8ToUtf16(verbose);
+    std::memcpy(record.parameterName, name.data(), 2 * name.size());
+    std::memcpy(record.parameterValue, value.data(), 2 * std::min<std::size_t>(value.size(), 511));
+    records.push_back(record);
+    return records;
+}
+
+struct Link {
+    std::once_flag once;
+    TovLayerLink link{};
+    TovLinkResult result{nullptr, kTovLayerNotLoaded, ""};
+    std::string detail;
+};
+
+Link& TheLink() {
+    static Link link;
+    return link;
+}
+
+void Connect(Link& l, const char* const* candidates, std::size_t count) {
+    std::vector<std::string> paths;
+    if (const char* path = std::getenv("TOV_LOGGING_LAYER_LIBRARY")) {
+        paths.push_back(path);
+    } else {
+        for (std::size_t i = 0; i < count; ++i)
+            if (candidates[i] != nullptr) paths.push_back(candidates[i]);
+    }
+    void* library = nullptr;
+    std::string path;
+    for (const std::string& candidate : paths) {
+        library = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (library != nullptr) {
+            path = candidate;
+            break;
+        }
+        const char* why = dlerror();
+        l.detail += "\n    " + (why != nullptr ? std::string(why) : candidate);
+    }
+    if (library == nullptr) {
+        l.result = {nullptr, kTovLayerNotLoaded, l.detail.c_str()};
+        return;
+    }
+    auto getDispatchTable =
+        reinterpret_cast<PFN_tovGetDispatchTable>(dlsym(library, "tovGetDispatchTable"));
+    if (getDispatchTable == nullptr) {
+        // The library stays loaded: unloading a library is never safe to assume.
+        l.detail = path;
+        l.result = {nullptr, kTovNoEntryPoint, l.detail.c_str()};
+        return;
+    }
+    const std::vector<LayerParameterRecord> parameters = ParametersFromEnvironment();
+    LayerDispatchTable* table =
+        getDispatchTable(parameters.size(), parameters.empty() ? nullptr : parameters.data());
+    for (std::size_t slot = 0; slot < tov::logging_layer::kSlotCount; ++slot) {
+        l.link.hooks[slot] = table->slots[slot];
+        table->slots[slot] = nullptr;
+    }
+    l.link.table = table;
+    l.result = {&l.link, kTovLinked, ""};
+}
+
+}  // namespace
+
+TOV_HOST_LINK_API TovLinkResult tovLinkLayer(const char* const* candidates, std::size_t count) {
+    Link& l = TheLink();
+    std::call_once(l.once, [&] { Connect(l, candidates, count); });
+    return l.result;
+}
