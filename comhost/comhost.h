@@ -1,0 +1,57 @@
+// The core of a host that puts the Logging Layer in front of an implementation of the Direct3D
+// and DXGI interfaces by patching its classes: what a host shell (a preload library, a proxy
+// DLL) calls.
+//
+// Every object the program receives is caught. Its class is the table of methods its first word
+// points at; the class's interface is the most derived interface of the catalogue under which
+// QueryInterface gives back the object's own pointer, for it and all its bases. The first class
+// seen under an interface claims it: each method's original is stored into the interface's slot
+// of the dispatch table, then the class's table entry is turned to the typed entry of that slot.
+// A second class under a claimed interface is passed on unlogged, with a message. Each object
+// that reaches the host gets a capture id in its private data, unless it has one already.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "dispatch_table.h"
+#include "platform.h"
+
+namespace tov::comhost {
+
+// Takes the linked layer: its table, whose slots receive the originals, and the layer's hook of
+// every slot. `who` starts the host's messages on standard error. Until then objects are not
+// caught and the exported functions go straight to their next functions.
+void Attach(LayerDispatchTable* table, void* const* hooks, const char* who);
+bool Attached();
+
+// Where an exported API function's entry goes when the layer is not in front of it: the
+// implementation's function. Stored into its slot as well when the host attaches.
+void SetFunctionNext(std::uint32_t slot, void* next);
+
+// An object the program received. A null pointer, and any object before Attach, is left alone.
+void Catch(void* object);
+
+// Calls made while the host is already in a call on this thread (the implementation calling its
+// own methods, the host's own calls on objects) are nested: they go straight to the original.
+extern TOV_COMHOST_THREAD_LOCAL unsigned t_depth;
+class Nesting {
+public:
+    Nesting() noexcept : outermost_(t_depth++ == 0) {}
+    ~Nesting() { --t_depth; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+    bool outermost() const { return outermost_; }
+
+private:
+    const bool outermost_;
+};
+
+// Catches the first `count` objects of an out-parameter array, if it is not null.
+template <typename T>
+void CatchOut(T* const* array, std::uint64_t count) {
+    if (array == nullptr) return;
+    for (std::uint64_t i = 0; i < count; ++i) Catch(const_cast<void*>(static_cast<const void*>(array[i])));
+}
+
+}  // namespace tov::comhost

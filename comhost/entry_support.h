@@ -1,0 +1,49 @@
+// What the generated entries and catalogue use: the declarations of the interfaces, the state
+// the core keeps, and the catalogue's records.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "com_api.h"
+#include "comhost.h"
+
+namespace tov::comhost {
+
+// The attached layer's slots and hooks; null before Attach.
+extern void** g_slots;
+extern void* const* g_hooks;
+extern void* g_functionNext[];  // indexed by slot - kFirstFunctionSlot
+inline constexpr std::uint32_t kFirstFunctionSlot = 3744;
+
+// A slot holds the original method of the class that claimed the slot's interface.
+inline void* SlotNext(std::uint32_t slot) {
+    return std::atomic_ref<void*>(g_slots[slot]).load(std::memory_order_relaxed);
+}
+inline void* SlotHook(std::uint32_t slot) { return g_hooks[slot]; }
+inline void* FunctionNext(std::uint32_t slot) { return g_functionNext[slot - kFirstFunctionSlot]; }
+
+// An interface of the catalogue: its run of slots, its base, and where its id reader's
+// GetPrivateData and SetPrivateData stand in its table of methods (-1: no capture id).
+struct InterfaceInfo {
+    const char* name;
+    const IID* iid;
+    int base;  // index into kInterfaces; -1 for IUnknown
+    std::uint32_t firstSlot;
+    std::uint32_t slotCount;
+    int getPrivateData;
+    int setPrivateData;
+};
+extern const InterfaceInfo kInterfaces[];
+extern const std::size_t kInterfaceCount;
+
+// The typed entries of consecutive slots.
+struct EntryRun {
+    std::uint32_t first;
+    std::uint32_t count;
+    void* const* entries;
+};
+extern const EntryRun* const kEntryRuns[];
+extern const std::size_t kEntryRunCount;
+
+}  // namespace tov::comhost
