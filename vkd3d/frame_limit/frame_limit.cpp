@@ -3,7 +3,8 @@
 // close as a window manager would (WM_DELETE_WINDOW), so that the program ends as it does when a
 // user closes it. With TOV_FRAMES_HANDSHAKE=DIR it first writes DIR/ready and waits for
 // DIR/go, so that a test can look at the window in between. At exit it writes the number of
-// presents to DIR/presents, or to standard error without a handshake folder.
+// presents to DIR/presents, or to standard error without a handshake folder, if it made a
+// window.
 //
 // The X protocol's few declarations it needs are written out here, so that it builds without
 // the development files of libxcb.
@@ -91,6 +92,7 @@ void AskToClose() {
 
 struct Report {
     ~Report() {
+        if (g_connection.load() == nullptr) return;  // not the program: a process that started it
         const std::string path = Handshake("presents");
         std::FILE* out = path.empty() ? stderr : std::fopen(path.c_str(), "w");
         if (out == nullptr) return;
