@@ -47,6 +47,16 @@ private:
     const bool outermost_;
 };
 
+// The same count for code that must not run a destructor: EnterCall says whether the call is
+// the outermost one; every EnterCall is matched by one LeaveCall, which passes a result through.
+inline bool EnterCall() { return t_depth++ == 0; }
+inline void LeaveCall() { --t_depth; }
+template <typename T>
+T LeaveCall(T result) {
+    --t_depth;
+    return result;
+}
+
 // Catches the first `count` objects of an out-parameter array, if it is not null.
 template <typename T>
 void CatchOut(T* const* array, std::uint64_t count) {

@@ -10,9 +10,9 @@
 
 namespace tov::comhost {
 
-// The attached layer's slots and hooks; null before Attach.
+// The attached layer's slots (null before Attach) and a copy of its hooks, read in one load.
 extern void** g_slots;
-extern void* const* g_hooks;
+extern void* g_hooks[tov::logging_layer::kSlotCount];
 extern void* g_functionNext[];  // indexed by slot - kFirstFunctionSlot
 inline constexpr std::uint32_t kFirstFunctionSlot = 3744;
 

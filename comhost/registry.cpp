@@ -1,4 +1,5 @@
 // Classes, their claims on interfaces, the patching of their tables of methods, and capture ids.
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -12,7 +13,7 @@ namespace tov::comhost {
 
 TOV_COMHOST_THREAD_LOCAL unsigned t_depth = 0;
 void** g_slots = nullptr;
-void* const* g_hooks = nullptr;
+void* g_hooks[tov::logging_layer::kSlotCount] = {};
 void* g_functionNext[3762 - kFirstFunctionSlot] = {};
 
 namespace {
@@ -159,7 +160,7 @@ void Attach(LayerDispatchTable* table, void* const* hooks, const char* who) {
     if (g_attached.load(std::memory_order_relaxed)) return;
     g_who = who;
     g_slots = table->slots;
-    g_hooks = hooks;
+    std::copy(hooks, hooks + tov::logging_layer::kSlotCount, g_hooks);
     g_claimedBy.assign(kInterfaceCount, nullptr);
     for (std::uint32_t i = 0; i < std::size(g_functionNext); ++i)
         std::atomic_ref<void*>(g_slots[kFirstFunctionSlot + i]).store(g_functionNext[i], std::memory_order_release);

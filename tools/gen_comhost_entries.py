@@ -26,20 +26,21 @@ import comtable
 import gen_com_decls
 import gen_com_object_printers
 
+# An entry counts the call in and out by hand rather than with a guard object: with no cleanup
+# to run during unwinding it calls nothing in the platform's own convention on its ordinary path,
+# so it has no registers of the Windows x64 convention to save.
 BODY = """\
 template <std::uint32_t Slot>
 {ret} TOV_COM_CALL Entry_{body}({params}) {{
     using Fn = {ret}(TOV_COM_CALL*)({types});
-    const Nesting nesting;
-    if (!nesting.outermost()) return reinterpret_cast<Fn>(SlotNext(Slot))({args});
+    if (!EnterCall()) {nested}
 {outermost}}}
 """
 
 FUNCTION = """\
 {ret} TOV_COM_CALL Function_{name}({params}) {{
     using Fn = {ret}(TOV_COM_CALL*)({types});
-    const Nesting nesting;
-    if (!nesting.outermost() || !Attached()) return reinterpret_cast<Fn>(FunctionNext({slot}))({args});
+    if (!EnterCall() || !Attached()) {nested}
 {outermost}}}
 """
 
@@ -150,20 +151,29 @@ def frame(f: apitable.Function, records: set[str], method: bool):
     return ret, params, types, names
 
 
+def nested(call: str, ret: str) -> str:
+    """A nested call: straight on, counted out."""
+    if ret == "void":
+        return f"{{ {call}; LeaveCall(); return; }}"
+    return f"return LeaveCall({call});"
+
+
 def outermost(call: str, ret: str, f: apitable.Function, outs) -> str:
-    """The outermost path behind the nesting test: the hook, then the objects handed out."""
+    """The outermost path behind the nesting test: the hook, then the objects handed out, which
+    are caught while the call still counts, so that the host's own calls on them are nested."""
     catches = "".join(f"CatchOut({name}, {count}); " for name, count in outs)
     if ret == "void":
         lines = [f"    {call};\n"]
         if catches:
             lines.append(f"    {catches.rstrip()}\n")
+        lines.append("    LeaveCall();\n")
         return "".join(lines)
     lines = [f"    {ret} result = {call};\n"]
     if catches:
         # A failed call leaves its out-parameters unwritten.
         test = "if (result >= 0) " if f.ret in ("HRESULT", "APP_DEPRECATED_HRESULT") else ""
         lines.append(f"    {test}{{ {catches}}}\n")
-    lines.append("    return result;\n")
+    lines.append("    return LeaveCall(result);\n")
     return "".join(lines)
 
 
@@ -172,7 +182,8 @@ def body_text(declaring: str, f: apitable.Function, records: set[str]) -> str:
     args = ", ".join(names)
     call = f"reinterpret_cast<Fn>(SlotHook(Slot))({args})"
     return BODY.format(ret=ret, body=f"{declaring}_{f.name}", params=", ".join(params),
-                       types=", ".join(types), args=args,
+                       types=", ".join(types),
+                       nested=nested(f"reinterpret_cast<Fn>(SlotNext(Slot))({args})", ret),
                        outermost=outermost(call, ret, f, object_outs(f"{declaring}::{f.name}", f)))
 
 
@@ -182,7 +193,7 @@ def function_text(slot: apitable.Slot, records: set[str]) -> tuple[str, str]:
     args = ", ".join(names)
     call = f"reinterpret_cast<Fn>(SlotHook({slot.number}))({args})"
     text = FUNCTION.format(ret=ret, name=f.name, params=", ".join(params), types=", ".join(types),
-                           args=args, slot=slot.number,
+                           nested=nested(f"reinterpret_cast<Fn>(FunctionNext({slot.number}))({args})", ret),
                            outermost=outermost(call, ret, f, object_outs(f.name, f)))
     return text, f"{ret} TOV_COM_CALL Function_{f.name}({', '.join(params)});\n"
 

@@ -223,10 +223,21 @@ def case_library(path, expected):
 # --- vkd3d's demos --------------------------------------------------------------------------------
 
 def screenshot(display, name):
+    """Dumps the screen once the picture stands: the present reaches the X server from the
+    driver's own thread, so the dump is taken again until two in a row agree and show more
+    than a cleared window."""
     def look(workdir):
-        time.sleep(0.5)  # the present reaches the X server from the driver's own thread
-        subprocess.run(["xwd", "-root", "-silent", "-display", display, "-out",
-                        os.path.join(workdir, name)], check=True, timeout=30)
+        path, previous = os.path.join(workdir, name), None
+        deadline = time.monotonic() + 20
+        while time.monotonic() < deadline:
+            time.sleep(0.2)
+            subprocess.run(["xwd", "-root", "-silent", "-display", display, "-out", path],
+                           check=True, timeout=30)
+            with open(path, "rb") as f:
+                image = f.read()
+            if image == previous and len(colours(image)) > 3:
+                return
+            previous = image
     return look
 
 
