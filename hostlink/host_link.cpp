@@ -70,8 +70,9 @@ Link& TheLink() {
 
 void Connect(Link& l, const char* const* candidates, std::size_t count) {
     std::vector<std::string> paths;
-    if (const char* path = std::getenv("TOV_LOGGING_LAYER_LIBRARY")) {
-        paths.push_back(path);
+    const char* chosen = std::getenv("TOV_LOGGING_LAYER_LIBRARY");
+    if (chosen != nullptr && *chosen != '\0') {
+        paths.push_back(chosen);
     } else {
         for (std::size_t i = 0; i < count; ++i)
             if (candidates[i] != nullptr) paths.push_back(candidates[i]);

@@ -32,7 +32,7 @@ struct TovLinkResult {
 
 // Loads liblogging_layer.so and calls tovGetDispatchTable, the first time only: every later call
 // returns the first one's result, whatever it is given. The library is TOV_LOGGING_LAYER_LIBRARY
-// if that is set, else the first of `candidates` that loads. TOV_LOGGING_VERBOSE becomes the
+// if that is set and not empty, else the first of `candidates` that loads. TOV_LOGGING_VERBOSE becomes the
 // layer's parameter "verbose", whatever its value. On return every slot of the table is zero:
 // no hook can call itself before a host has stored the next function of its slot.
 TOV_HOST_LINK_API TovLinkResult tovLinkLayer(const char* const* candidates, std::size_t count);

@@ -4,6 +4,7 @@ set -euo pipefail
 packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-dev libvulkan-dev binutils
   libvulkan1 mesa-vulkan-drivers vulkan-tools glslang-tools
   g++-mingw-w64-x86-64 mingw-w64-x86-64-dev directx-headers-dev
+  libvkd3d-dev vkd3d-demos xvfb x11-apps
   chromium)  # chromium: only the dump viewer's page test, which runs it headless
 missing=()
 for p in "${packages[@]}"; do

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Sets up the machine, builds, and runs the demo: a host that loads the layer in verbose mode,
 # routes it to a stand-in driver and plays a short scripted Vulkan session; then real Vulkan
-# applications logged through the Vulkan loader (see "Logging real Vulkan applications").
+# applications logged through the Vulkan loader (see "Logging real Vulkan applications"), and
+# last a few frames of vkd3d-gears, a Direct3D 12 program on vkd3d (see "Logging real Direct3D 12
+# programs").
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/bootstrap.sh
@@ -21,3 +23,22 @@ echo "=== build/loader/tov-log $mode -- build/loader/vk_sample"
 build/loader/tov-log $mode -- build/loader/vk_sample
 echo "=== build/loader/tov-log -- vulkaninfo --summary"
 build/loader/tov-log -- vulkaninfo --summary
+
+# A Direct3D 12 program on vkd3d: a few frames of vkd3d-gears, on an X server of the demo's own
+# when there is no display, closed after 3 frames by libtov_frame_limit.so.
+if [ -x /usr/bin/vkd3d-gears ] && [ -f build/vkd3d/libtov_vkd3d.so ]; then
+  xvfb_pid=""
+  if [ -z "${DISPLAY:-}" ]; then
+    display_file=$(mktemp)
+    Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>"$display_file" >/dev/null 2>&1 &
+    xvfb_pid=$!
+    for _ in $(seq 300); do [ -s "$display_file" ] && break; sleep 0.1; done
+    export DISPLAY=":$(cat "$display_file")"
+    rm -f "$display_file"
+  fi
+  echo "=== build/loader/tov-log $mode -- vkd3d-gears (3 frames)"
+  TOV_FRAMES=3 LD_PRELOAD="$PWD/build/vkd3d/libtov_frame_limit.so" \
+    timeout 120 build/loader/tov-log $mode -- vkd3d-gears || status=$?
+  [ -z "$xvfb_pid" ] || kill "$xvfb_pid"
+  exit "${status:-0}"
+fi

@@ -96,7 +96,8 @@ struct Report {
         const std::string path = Handshake("presents");
         std::FILE* out = path.empty() ? stderr : std::fopen(path.c_str(), "w");
         if (out == nullptr) return;
-        std::fprintf(out, "%u\n", g_presents.load());
+        const char* format = path.empty() ? "tov-frame-limit: %u presents\n" : "%u\n";
+        std::fprintf(out, format, g_presents.load());
         if (out != stderr) std::fclose(out);
     }
 } g_report;
