@@ -66,10 +66,11 @@ PRELOAD = None  # the sanitizer runtime, for programs that were not built with i
 def run(command, through=None, env_extra=None, preload=False):
     env = dict(os.environ)
     if preload and PRELOAD:
-        # The layer is instrumented and the program is not: its runtime must come first. Leaks
-        # of the uninstrumented program and shell are theirs, not the layer's.
+        # The layer is instrumented and the program is not: its runtime must come first.
         env["LD_PRELOAD"] = PRELOAD
-        env["ASAN_OPTIONS"] = env.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+    # Leaks of the program, of the driver (lavapipe leaks at exit, from a library the loader has
+    # unloaded by then) and of the shell are theirs, not the layer's.
+    env["ASAN_OPTIONS"] = env.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
     for key in ("TOV_LOGGING_VERBOSE", "TOV_LOGGING_LAYER_LIBRARY", "VK_INSTANCE_LAYERS",
                 "VK_LOADER_LAYERS_ENABLE"):
         env.pop(key, None)

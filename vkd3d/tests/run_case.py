@@ -83,7 +83,7 @@ class Display:
             self.proc.wait()
 
 
-def run(command, through=None, env_extra=None, preload=False, frames=None, look=None, timeout=120):
+def run(command, through=None, env_extra=None, frames=None, look=None, timeout=120):
     """Runs a program, plainly or through tov-log. With `frames`, the program's window closes
     after that many presents; `look(workdir)` runs while the window is shown."""
     env = dict(os.environ)
@@ -93,9 +93,9 @@ def run(command, through=None, env_extra=None, preload=False, frames=None, look=
     env["VK_ICD_FILENAMES"] = env["VK_DRIVER_FILES"] = LVP_ICD
     # Leaks of vkd3d and of the driver are theirs, not the host's.
     env["ASAN_OPTIONS"] = env.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
-    preloads = []
-    if preload and args.preload:
-        preloads.append(args.preload)  # the sanitizer's runtime first, for programs without it
+    # The sanitizer's runtime must come before the host in the list of libraries, whether or not
+    # the program itself was built with it.
+    preloads = [args.preload] if args.preload else []
     workdir = tempfile.mkdtemp(prefix="tov_vkd3d_")
     if frames is not None:
         preloads.append(args.frame_limit)
@@ -259,7 +259,7 @@ def case_demo(program, take_screenshot):
     with Display() as display:
         env = {"DISPLAY": display.name}
         look = screenshot(display.name, "window.xwd") if take_screenshot else (lambda workdir: None)
-        plain, ordinary, dump = (run(command, through, env, True, frames, look)
+        plain, ordinary, dump = (run(command, through, env, frames, look)
                                  for through in (None, tov_log(), tov_log("--verbose")))
     check(plain.rc == 0, f"{program} fails without the layer ({plain.rc}): {plain.err}")
     check(presents(plain) >= frames, f"plain run: {presents(plain)} presents")
