@@ -39,6 +39,6 @@ if [ -x /usr/bin/vkd3d-gears ] && [ -f build/vkd3d/libtov_vkd3d.so ]; then
   echo "=== build/loader/tov-log $mode -- vkd3d-gears (3 frames)"
   TOV_FRAMES=3 LD_PRELOAD="$PWD/build/vkd3d/libtov_frame_limit.so" \
     timeout 120 build/loader/tov-log $mode -- vkd3d-gears || status=$?
-  [ -z "$xvfb_pid" ] || kill "$xvfb_pid"
+  if [ -n "$xvfb_pid" ]; then kill "$xvfb_pid"; wait "$xvfb_pid" 2>/dev/null || true; fi
   exit "${status:-0}"
 fi
