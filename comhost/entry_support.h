@@ -7,14 +7,18 @@
 
 #include "com_api.h"
 #include "comhost.h"
+#include "slot_catalogue.h"
 
 namespace tov::comhost {
 
 // The attached layer's slots (null before Attach) and a copy of its hooks, read in one load.
 extern void** g_slots;
 extern void* g_hooks[tov::logging_layer::kSlotCount];
-extern void* g_functionNext[];  // indexed by slot - kFirstFunctionSlot
-inline constexpr std::uint32_t kFirstFunctionSlot = 3744;
+// The exported API functions' slots come first in the COM stretch, before the methods.
+inline constexpr std::uint32_t kFirstFunctionSlot = logging_layer::slots::D3D10CreateDevice1;
+inline constexpr std::uint32_t kFunctionSlotCount =
+    logging_layer::slots::IUnknown_QueryInterface - kFirstFunctionSlot;
+extern void* g_functionNext[kFunctionSlotCount];  // indexed by slot - kFirstFunctionSlot
 
 // A slot holds the original method of the class that claimed the slot's interface.
 inline void* SlotNext(std::uint32_t slot) {

@@ -14,7 +14,7 @@ namespace tov::comhost {
 TOV_COMHOST_THREAD_LOCAL unsigned t_depth = 0;
 void** g_slots = nullptr;
 void* g_hooks[tov::logging_layer::kSlotCount] = {};
-void* g_functionNext[3762 - kFirstFunctionSlot] = {};
+void* g_functionNext[kFunctionSlotCount] = {};
 
 namespace {
 
