@@ -24,6 +24,8 @@ GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 CALL_NAME = re.compile(r"^(?:[A-Z]\w*::\w+|D3D12\w+|vk[A-Z]\w*)$")
 MARK = "threads"  # the sample's line between its single-threaded part and its threads
 FRAMES = 30
+# The demos wait on a fence only if the GPU has not passed it yet when they look.
+TIMING_DEPENDENT = {"ID3D12Fence::SetEventOnCompletion"}
 CANNOT_LOAD = "tov-vkd3d: cannot load the Logging Layer library"
 
 failures = []
@@ -274,9 +276,9 @@ def case_demo(program, take_screenshot):
         check(image is not None and len(colours(image)) > 3, "the plain run's window shows no picture")
         check(ordinary.file("window.xwd") == image, "ordinary run: the window's pixels differ")
         check(dump.file("window.xwd") == image, "verbose run: the window's pixels differ")
-    names = ordinary.logger_lines()
-    golden(f"{program}_calls.txt", "".join(f"{n}\n" for n in sorted(set(names))))
-    check(set(header_names(dump.out)) == set(names),
+    names = set(ordinary.logger_lines()) - TIMING_DEPENDENT
+    golden(f"{program}_calls.txt", "".join(f"{n}\n" for n in sorted(names)))
+    check(set(header_names(dump.out)) - TIMING_DEPENDENT == names,
           "verbose run: the calls told differ from the ordinary run's")
     check(dump.logger_lines() == [], "verbose run: logger lines on standard error")
 
