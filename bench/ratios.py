@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Runs a hook benchmark and prints each hook's cost as a ratio to the baseline and to a direct
-call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline, <Call>_Direct.
+call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline and, where there
+is one, <Call>_Direct.
 
 Usage: ratios.py BENCH_EXECUTABLE [benchmark args...]
 """
@@ -20,3 +21,5 @@ for call in calls:
     hook, base, direct = (medians.get(f"{call}_{k}") for k in ("Hook", "Baseline", "Direct"))
     if hook and base and direct:
         print(f"{call}: hook/baseline {hook / base:.2f}x, hook/direct {hook / direct:.2f}x")
+    elif hook and base:
+        print(f"{call}: hook/baseline {hook / base:.2f}x")

@@ -310,6 +310,6 @@ class Rules:
         if result is not None:
             lines.append(result)
         if key in self.hook_rules.frame:
-            lines += ['{ const std::string run(20, \'#\'); std::cout << run << "Frame Boundary" << run; }',
-                      "printing::EndLine(std::cout);"]
+            run = "#" * 20
+            lines.append(f'printing::WriteBareLine(std::cout, "{run}Frame Boundary{run}");')
         return lines

@@ -26,6 +26,7 @@ import gen_com_decls
 # essential work, and the text is compiled once rather than once per slot.
 DUMP = """\
 [[gnu::noinline, gnu::cold]] inline void Dump_{body}({dump_params}) {{
+    const printing::OutputScope scope;
     printing::WriteBareLine(std::cout, TovCallName);
 {lines}}}
 """

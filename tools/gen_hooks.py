@@ -16,6 +16,7 @@ import vkrules
 DUMP = """\
 // Out of line and cold, so that the ordinary path of the hook stays the essential work.
 [[gnu::noinline, gnu::cold]] void Dump_{name}({dump_params}) {{
+    const printing::OutputScope scope;
     printing::WriteBareLine(std::cout, "{name}");
 {lines}}}
 """

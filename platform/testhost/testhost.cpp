@@ -99,7 +99,55 @@ void CaptureSink(void* context, int level, int category, int flags, const char* 
 LoggerCapture::LoggerCapture() { JournalSetSink(&CaptureSink, this); }
 LoggerCapture::~LoggerCapture() { JournalSetSink(nullptr, nullptr); }
 
-StdoutCapture::StdoutCapture() : previous_(std::cout.rdbuf(buffer_.rdbuf())) {}
+void LineCheckingBuffer::clear() {
+    text_.clear();
+    lineStart_ = 0;
+    insertions_ = 0;
+    flushes_ = 0;
+    fault_.clear();
+}
+
+void LineCheckingBuffer::Insert(const char* s, std::size_t n) {
+    if (insertions_ > 0 && fault_.empty())
+        fault_ = "a line in more than one insertion: \"" + text_.substr(lineStart_) + "\" then \"" +
+                 std::string(s, n) + "\"";
+    ++insertions_;
+    text_.append(s, n);
+}
+
+LineCheckingBuffer::int_type LineCheckingBuffer::overflow(int_type c) {
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    const char ch = traits_type::to_char_type(c);
+    Insert(&ch, 1);
+    return c;
+}
+
+std::streamsize LineCheckingBuffer::xsputn(const char* s, std::streamsize n) {
+    Insert(s, static_cast<std::size_t>(n));
+    return n;
+}
+
+int LineCheckingBuffer::sync() {
+    ++flushes_;
+    const std::string pending = text_.substr(lineStart_);
+    if (fault_.empty()) {
+        if (pending.empty())
+            fault_ = "a flush with no line";
+        else if (pending.back() != '\n' || pending.find('\n') != pending.size() - 1)
+            fault_ = "a flush that does not end exactly one line: \"" + pending + "\"";
+    }
+    lineStart_ = text_.size();
+    insertions_ = 0;
+    return 0;
+}
+
+std::string LineCheckingBuffer::faults() const {
+    if (!fault_.empty()) return fault_;
+    if (lineStart_ != text_.size()) return "text never flushed: \"" + text_.substr(lineStart_) + "\"";
+    return "";
+}
+
+StdoutCapture::StdoutCapture() : previous_(std::cout.rdbuf(&buffer_)) {}
 StdoutCapture::~StdoutCapture() { std::cout.rdbuf(previous_); }
 
 }  // namespace tov::testhost

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <cstdint>
-#include <sstream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -75,7 +75,34 @@ public:
     std::vector<Call> calls;
 };
 
-// Collects everything written to std::cout while it lives.
+// A stream buffer that keeps what is written to it and checks how it arrives: each line as one
+// insertion, followed by one flush before anything else is written. It has no buffer of its own,
+// so that every insertion and every flush reaches it.
+class LineCheckingBuffer : public std::streambuf {
+public:
+    const std::string& str() const { return text_; }
+    void clear();
+    int flushes() const { return flushes_; }
+    // Empty when every line came whole and was flushed; else the first fault, with its text.
+    std::string faults() const;
+
+protected:
+    int_type overflow(int_type c) override;
+    std::streamsize xsputn(const char* s, std::streamsize n) override;
+    int sync() override;
+
+private:
+    void Insert(const char* s, std::size_t n);
+
+    std::string text_;
+    std::size_t lineStart_ = 0;  // where the text not yet flushed begins
+    int insertions_ = 0;         // insertions since the last flush
+    int flushes_ = 0;
+    std::string fault_;
+};
+
+// Collects everything written to std::cout while it lives, checking that each line is one
+// insertion followed by a flush.
 class StdoutCapture {
 public:
     StdoutCapture();
@@ -84,10 +111,12 @@ public:
     StdoutCapture& operator=(const StdoutCapture&) = delete;
 
     std::string str() const { return buffer_.str(); }
-    void clear() { buffer_.str(std::string()); }
+    void clear() { buffer_.clear(); }
+    int flushes() const { return buffer_.flushes(); }
+    std::string faults() const { return buffer_.faults(); }
 
 private:
-    std::stringstream buffer_;
+    LineCheckingBuffer buffer_;
     std::streambuf* previous_;
 };
 

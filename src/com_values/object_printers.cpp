@@ -30,10 +30,7 @@ void WriteArrayHead(const void* array, std::string& label, std::ostream& os, std
                     bool& done) {
     printing::WriteLabelLine(std::move(label), os, indent);
     done = array == nullptr;
-    if (done) {
-        os << " NULLPTR";
-        printing::EndLine(os);
-    }
+    if (done) printing::WriteBareLine(os, " NULLPTR");
 }
 
 void PrintVoidPointers(void* const* array, std::uint64_t count, bool tight, std::string label,
@@ -42,9 +39,9 @@ void PrintVoidPointers(void* const* array, std::uint64_t count, bool tight, std:
     WriteArrayHead(array, label, os, indent, done);
     if (done) return;
     for (std::uint64_t i = 0; i < count; ++i) {
-        printing::WriteIndent(os, indent + 1);
-        os << printing::IndexLabel(i, !tight) << " void ptr, can not infer type to print";
-        printing::EndLine(os);
+        printing::Line line(indent + 1, printing::IndexLabel(i, !tight));
+        line << " void ptr, can not infer type to print";
+        printing::EndLine(os, line);
     }
 }
 
@@ -64,9 +61,9 @@ void PrintObject(void* object, IdReader reader, const char* name, std::string la
     printing::WriteLabelLine(std::move(label), os, indent);
     // The id is read only once the label line is out.
     const std::uint64_t id = reader != nullptr ? reader(object) : 0;
-    printing::WriteIndent(os, indent + 1);
-    os << IdText(id) << name;
-    printing::EndLine(os);
+    printing::Line line(indent + 1, IdText(id));
+    line << name;
+    printing::EndLine(os, line);
 }
 
 void PrintObjectArray(void* const* array, std::uint64_t count, IdReader reader, const char* name,
@@ -77,14 +74,14 @@ void PrintObjectArray(void* const* array, std::uint64_t count, IdReader reader, 
     for (std::uint64_t i = 0; i < count; ++i) {
         void* element = array[i];
         const std::uint64_t id = reader != nullptr && element != nullptr ? reader(element) : 0;
-        printing::WriteIndent(os, indent + 1);
-        os << printing::IndexLabel(i, false) << IdText(id);
+        printing::Line line(indent + 1, printing::IndexLabel(i, false));
+        line << IdText(id);
         if (element == nullptr) {
-            os << " NULLPTR";
+            line << " NULLPTR";
         } else {
-            os << name;
+            line << name;
         }
-        printing::EndLine(os);
+        printing::EndLine(os, line);
     }
 }
 

@@ -51,6 +51,7 @@ void KeyframeSubscriber::OnEvent(void*, runtime::EventData* event) {
     // layout of a keyframe event, with its kind in the 32 bits at byte offset 8.
     std::uint32_t kind;
     std::memcpy(&kind, reinterpret_cast<const unsigned char*>(event) + 8, sizeof kind);
+    const printing::OutputScope scope;
     if (kind == 1) {
         printing::WriteBareLine(std::cout, "===================Keyframe Applied===================");
     } else if (kind == 2) {

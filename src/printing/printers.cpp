@@ -4,37 +4,63 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
+
+#include "output_seam.h"
 
 namespace tov::printing {
 
 bool g_verbose = false;
 
-void WriteIndent(std::ostream& os, std::uint64_t indent) {
-    if (indent == 0) return;
-    os << std::string(4 * indent, ' ');
+void Line::Grow(std::size_t more) {
+    const std::size_t capacity = std::max(2 * capacity_, size_ + more);
+    std::unique_ptr<char[]> larger(new char[capacity]);
+    std::memcpy(larger.get(), data_, size_);
+    large_ = std::move(larger);
+    data_ = large_.get();
+    capacity_ = capacity;
 }
 
-void WriteBareLine(std::ostream& os, const char* text) {
-    os << text;
-    EndLine(os);
+void EndLine(std::ostream& os, Line& line) {
+    line << '\n';
+    if (WriteLineDirect(os, line.data(), line.size())) return;
+    const std::ios_base::iostate state = os.rdstate();
+    const std::ios_base::iostate exceptions = os.exceptions();
+    const bool stdioError = StdoutErrorIndicator();
+    if (exceptions != std::ios_base::goodbit) os.exceptions(std::ios_base::goodbit);
+    if (state != std::ios_base::goodbit) os.clear();
+    os.write(line.data(), static_cast<std::streamsize>(line.size()));
+    os.flush();
+    os.clear(state);
+    // The standard output's C stream shares the buffer: its error indicator stays the program's.
+    if (!stdioError) ClearStdoutErrorIndicator();
+    if (exceptions != std::ios_base::goodbit) {
+        // Putting back a mask that matches a state the program left set raises the stream's
+        // failure, as it would have for the program; the layer keeps it to itself.
+        try {
+            os.exceptions(exceptions);
+        } catch (...) {
+        }
+    }
+}
+
+void WriteBareLine(std::ostream& os, std::string_view text) {
+    Line line(0, text);
+    EndLine(os, line);
 }
 
 void WriteLabelLine(std::string label, std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label;
-    EndLine(os);
+    Line line(indent, label);
+    EndLine(os, line);
 }
 
 namespace {
 
-// Numbers are converted to digits here and written as text, so no stream state can touch them.
 template <typename Integer>
 void WriteNumberLine(Integer number, std::string& label, std::ostream& os, std::uint64_t indent) {
-    char digits[24];
-    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-    WriteIndent(os, indent);
-    os << label << ": " << std::string(digits, end);
-    EndLine(os);
+    Line line(indent, label);
+    line << ": " << number;
+    EndLine(os, line);
 }
 
 template <typename T>
@@ -45,9 +71,9 @@ T Read(const void* value) {
 }
 
 void WriteTailLine(std::string& label, const char* tail, std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label << tail;
-    EndLine(os);
+    Line line(indent, label);
+    line << tail;
+    EndLine(os, line);
 }
 
 }  // namespace
@@ -78,9 +104,9 @@ void Print_float(const void* value, std::string label, std::ostream& os, std::ui
     const int length = std::snprintf(nullptr, 0, "%f", widened);
     std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
     std::snprintf(text.data(), text.size() + 1, "%f", widened);
-    WriteIndent(os, indent);
-    os << label << ": " << text;
-    EndLine(os);
+    Line line(indent, label);
+    line << ": " << text;
+    EndLine(os, line);
 }
 
 void Print_NYI(const void*, std::string label, std::ostream& os, std::uint64_t indent) {
@@ -93,9 +119,9 @@ void Print_voidptr(const void*, std::string label, std::ostream& os, std::uint64
 
 void Print_text(const char* text, std::uint64_t, std::string label, std::ostream& os,
                 std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label << " : " << text;
-    EndLine(os);
+    Line line(indent, label);
+    line << " : " << text;
+    EndLine(os, line);
 }
 
 std::string WideToUtf8(const char16_t* text) {
@@ -151,14 +177,13 @@ void WriteNullLine(std::string label, std::ostream& os, std::uint64_t indent) {
 }
 
 void PrintHandleLines(bool isNull, std::string label, std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label;
+    Line line(indent, label);
     if (isNull) {
-        os << " NULLPTR";
-        EndLine(os);
+        line << " NULLPTR";
+        EndLine(os, line);
         return;
     }
-    EndLine(os);
+    EndLine(os, line);
     Print_NYI(nullptr, std::string(" "), os, indent + 1);
 }
 
@@ -169,14 +194,19 @@ std::string IndexLabel(std::uint64_t index, bool trailingBlank) {
 }
 
 namespace {
+// The numbers take the stream's own number format: its flags, precision and locale, which the
+// layer reads and never changes.
 template <typename T>
 void WriteFlatArray(const T* array, std::uint64_t count, std::string& label, std::ostream& os,
                     std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label << ": [ ";
-    for (std::uint64_t i = 0; i < count; ++i) os << array[i] << ", ";
-    os << "]";
-    EndLine(os);
+    std::ostringstream numbers;
+    numbers.imbue(os.getloc());
+    numbers.flags(os.flags());
+    numbers.precision(os.precision());
+    for (std::uint64_t i = 0; i < count; ++i) numbers << array[i] << ", ";
+    Line line(indent, label);
+    line << ": [ " << numbers.view() << "]";
+    EndLine(os, line);
 }
 }  // namespace
 
@@ -192,12 +222,12 @@ void PrintArray_UINT(const std::uint32_t* array, std::uint64_t count, std::strin
 
 void PrintEnumRows(std::int32_t value, const EnumRow* rows, std::size_t rowCount,
                    std::string label, std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label << ' ';
+    Line line(indent, label);
+    line << ' ';
     // Every row is tried, so a value with aliases writes all of its names.
     for (std::size_t i = 0; i < rowCount; ++i)
-        if (rows[i].value == value) os << rows[i].text;
-    EndLine(os);
+        if (rows[i].value == value) line << rows[i].text;
+    EndLine(os, line);
 }
 
 }  // namespace tov::printing

@@ -4,10 +4,16 @@
 // and a flush.
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
+
+#include "output_seam.h"
 
 namespace tov::printing {
 
@@ -16,11 +22,70 @@ extern bool g_verbose;
 inline bool IsVerbose() { return g_verbose; }
 inline void SetVerbose(bool verbose) { g_verbose = verbose; }
 
-// --- line pieces --------------------------------------------------------------------------
-void WriteIndent(std::ostream& os, std::uint64_t indent);
-inline void EndLine(std::ostream& os) { os << '\n' << std::flush; }
-// A line with no label and no indent: the header line of a call dump, the keyframe banners.
-void WriteBareLine(std::ostream& os, const char* text);
+// --- lines ---------------------------------------------------------------------------------
+// One line in the making, in the caller's own storage: the indent, the label and the tail are
+// appended here and leave together through EndLine, so that a line is one insertion into the
+// stream and one write, and lines of different threads never mix inside a line.
+class Line {
+public:
+    Line() = default;
+    Line(std::uint64_t indent, std::string_view label) {
+        AppendBlanks(4 * indent);
+        Append(label.data(), label.size());
+    }
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    Line& operator<<(std::string_view text) {
+        Append(text.data(), text.size());
+        return *this;
+    }
+    Line& operator<<(char c) {
+        Append(&c, 1);
+        return *this;
+    }
+    // Decimal digits, never through a stream's number format.
+    Line& operator<<(std::uint32_t number) { return AppendNumber(number); }
+    Line& operator<<(std::uint64_t number) { return AppendNumber(number); }
+    Line& operator<<(std::int32_t number) { return AppendNumber(number); }
+
+    const char* data() const { return data_; }
+    std::size_t size() const { return size_; }
+
+private:
+    void Append(const char* text, std::size_t length) {
+        if (length > capacity_ - size_) Grow(length);
+        std::memcpy(data_ + size_, text, length);
+        size_ += length;
+    }
+    void AppendBlanks(std::size_t count) {
+        if (count > capacity_ - size_) Grow(count);
+        std::memset(data_ + size_, ' ', count);
+        size_ += count;
+    }
+    template <typename Integer>
+    Line& AppendNumber(Integer number) {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+        Append(digits, static_cast<std::size_t>(end - digits));
+        return *this;
+    }
+    void Grow(std::size_t more);
+
+    char small_[256];
+    char* data_ = small_;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = sizeof small_;
+    std::unique_ptr<char[]> large_;
+};
+
+// Every line of the layer ends here: a line feed, one insertion of the whole line, a flush.
+// The stream's state and exception mask are the program's: a failure of this write leaves them
+// as they were, so it silences neither the program's later output nor the layer's next line.
+void EndLine(std::ostream& os, Line& line);
+
+// A line with no label and no indent: the header line of a call dump, the banners.
+void WriteBareLine(std::ostream& os, std::string_view text);
 // A line that holds only its label: structures and arrays, whose contents follow one level deeper.
 void WriteLabelLine(std::string label, std::ostream& os, std::uint64_t indent);
 
@@ -93,9 +158,9 @@ inline void PrintPtr_HWND(const void* pointer, std::string label, std::ostream& 
         WriteNullLine(std::move(label), os, indent);
         return;
     }
-    WriteIndent(os, indent);
-    os << label << ": NYI HWND";
-    EndLine(os);
+    Line line(indent, label);
+    line << ": NYI HWND";
+    EndLine(os, line);
 }
 
 // A handle held by value: its label line, then one fixed line one level deeper. The value
@@ -114,12 +179,9 @@ std::string IndexLabel(std::uint64_t index, bool trailingBlank);
 template <auto ElementPointerPrinter, typename T>
 void PrintPtrArray(const T* const* array, std::uint64_t count, std::string label,
                    std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label;
-    EndLine(os);
+    WriteLabelLine(std::move(label), os, indent);
     if (array == nullptr) {
-        os << " NULLPTR";
-        EndLine(os);
+        WriteBareLine(os, " NULLPTR");
         return;
     }
     for (std::uint64_t i = 0; i < count; ++i)
@@ -130,9 +192,7 @@ void PrintPtrArray(const T* const* array, std::uint64_t count, std::string label
 template <auto EnumPrinter, typename E>
 void PrintArray(const E* array, std::uint64_t count, std::string label, std::ostream& os,
                 std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label;
-    EndLine(os);
+    WriteLabelLine(std::move(label), os, indent);
     for (std::uint64_t i = 0; i < count; ++i)
         EnumPrinter(&array[i], IndexLabel(i, true), os, indent + 1);
 }

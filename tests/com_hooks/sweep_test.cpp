@@ -156,6 +156,7 @@ std::string SweepAll(ArgMode mode) {
             testhost::StdoutCapture out;
             c.call(layer.hook(c.slot));
             text = out.str();
+            EXPECT_EQ(out.faults(), "") << c.name;
         }
         EXPECT_EQ(FakeCalls().size(), 1u) << c.name;
         const bool isMethod = c.slot >= logging_layer::slots::IUnknown_QueryInterface;

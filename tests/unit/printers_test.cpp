@@ -9,6 +9,7 @@
 
 #include "golden.h"
 #include "printers.h"
+#include "testhost.h"
 
 using namespace tov::printing;
 
@@ -22,10 +23,13 @@ struct Case {
 
 void PrintTo(const Case& c, std::ostream* os) { *os << c.what; }
 
+// Every case is also held to the line discipline: one insertion and one flush per line.
 std::string Render(const Case& c) {
-    std::ostringstream os;
+    tov::testhost::LineCheckingBuffer buffer;
+    std::ostream os(&buffer);
     c.print(os);
-    return os.str();
+    EXPECT_EQ(buffer.faults(), "") << c.what;
+    return buffer.str();
 }
 
 template <typename T>
@@ -53,9 +57,7 @@ struct Pair {
     float b;
 };
 void Print_Pair(const Pair* p, std::string label, std::ostream& os, std::uint64_t indent) {
-    WriteIndent(os, indent);
-    os << label;
-    EndLine(os);
+    WriteLabelLine(std::move(label), os, indent);
     Print_uint32_t(&p->a, "uint32_t a", os, indent + 1);
     Print_float(&p->b, "float b", os, indent + 1);
 }
@@ -194,16 +196,52 @@ TEST(Printers, NeverChangeTheStreamsFormat) {
     EXPECT_TRUE(os.flags() & std::ios::hex);
 }
 
-TEST(Printers, FlushEveryLine) {
-    // A stream buffer that counts syncs: one per line written.
-    struct Counting : std::stringbuf {
-        int syncs = 0;
-        int sync() override { ++syncs; return 0; }
-    } buf;
-    std::ostream os(&buf);
-    Pair p{1, 2.0f};
-    PrintPtr<Print_Pair>(&p, "Pair * p", os, 0);
-    EXPECT_EQ(buf.syncs, 3);
+// The capture must refuse the faults it is there to catch.
+TEST(Printers, LineCheckRefusesLinesNotWrittenWhole) {
+    struct Row {
+        const char* what;
+        std::function<void(std::ostream&)> write;
+        bool good;
+    };
+    const Row rows[] = {
+        {"whole lines", [](std::ostream& os) { os.write("a\n", 2).flush().write("b\n", 2).flush(); },
+         true},
+        {"no flush", [](std::ostream& os) { os << "a\n"; }, false},
+        {"in pieces", [](std::ostream& os) { os << "a" << '\n' << std::flush; }, false},
+        {"two lines, one flush", [](std::ostream& os) { os.write("a\nb\n", 4).flush(); }, false},
+        {"no line feed", [](std::ostream& os) { os.write("a", 1).flush(); }, false},
+        {"flush alone", [](std::ostream& os) { os.flush(); }, false},
+    };
+    for (const Row& row : rows) {
+        tov::testhost::LineCheckingBuffer buffer;
+        std::ostream os(&buffer);
+        row.write(os);
+        EXPECT_EQ(buffer.faults().empty(), row.good) << row.what;
+    }
+}
+
+// A failed write of the layer leaves the stream as the program had it, and the next line goes out.
+TEST(Printers, LeaveTheStreamsStateAsTheyFoundIt) {
+    struct Failing : std::stringbuf {
+        int failures = 1;
+        std::streamsize xsputn(const char* s, std::streamsize n) override {
+            if (failures > 0) return --failures, 0;
+            return std::stringbuf::xsputn(s, n);
+        }
+    };
+    for (const std::ios::iostate before : {std::ios::goodbit, std::ios::failbit}) {
+        for (const std::ios::iostate mask : {std::ios::goodbit, std::ios::badbit}) {
+            Failing buf;
+            std::ostream os(&buf);
+            os.exceptions(mask);
+            os.setstate(before);
+            EXPECT_NO_THROW(Print_uint32_t(Ptr(1u), "uint32_t lost", os, 0));
+            EXPECT_NO_THROW(Print_uint32_t(Ptr(2u), "uint32_t kept", os, 0));
+            EXPECT_EQ(buf.str(), "uint32_t kept: 2\n");
+            EXPECT_EQ(os.rdstate(), before);
+            EXPECT_EQ(os.exceptions(), mask);
+        }
+    }
 }
 
 // --- wide text ---------------------------------------------------------------------------------

@@ -130,6 +130,7 @@ std::string SweepAll(ArgMode mode) {
             testhost::StdoutCapture out;
             c.call(layer.hook(c.slot));
             text = out.str();
+            EXPECT_EQ(out.faults(), "") << c.name;
         }
         EXPECT_EQ(FakeCalls().size(), 1u) << c.name;
         EXPECT_EQ(CheckDump(c.name, c.returnsValue, text), "") << c.name << "\n" << text;

@@ -1,0 +1,118 @@
+// Verbose mode against the essential work of its output, measured in the same run: a hook that
+// dumps vkCmdPushConstants, and the same call with bare write(2)s of the same lines, one per
+// line, to /dev/null and to a file. Standard output is pointed at the target for each benchmark.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "slot_catalogue.h"
+#include "testhost.h"
+#include "vulkan_api.h"
+
+namespace {
+
+namespace s = tov::logging_layer::slots;
+
+__attribute__((noinline)) void VKAPI_CALL DriverCmdPushConstants(VkCommandBuffer, VkPipelineLayout,
+                                                                 VkShaderStageFlags, uint32_t,
+                                                                 uint32_t, const void*) {}
+
+struct Setup {
+    Setup() {
+        layer.GetDispatchTable({{u"verbose", u"1"}});
+        layer.Route(s::vkCmdPushConstants, reinterpret_cast<void*>(&DriverCmdPushConstants));
+        hook = reinterpret_cast<PFN_vkCmdPushConstants>(layer.hook(s::vkCmdPushConstants));
+        // The lines one call writes, for the baseline to write the same bytes.
+        tov::testhost::StdoutCapture out;
+        Call(hook);
+        const std::string text = out.str();
+        for (std::size_t start = 0, end; (end = text.find('\n', start)) != std::string::npos;
+             start = end + 1)
+            lines.push_back(text.substr(start, end - start + 1));
+    }
+    static void Call(PFN_vkCmdPushConstants f) {
+        static const std::uint32_t value = 7;
+        f(reinterpret_cast<VkCommandBuffer>(0x10), reinterpret_cast<VkPipelineLayout>(0x20),
+          VK_SHADER_STAGE_COMPUTE_BIT, 0, sizeof value, &value);
+    }
+    tov::testhost::Layer layer;
+    PFN_vkCmdPushConstants hook = nullptr;
+    std::vector<std::string> lines;
+};
+
+Setup& Shared() {
+    static Setup setup;
+    return setup;
+}
+
+// Points standard output at /dev/null or a fresh file while it lives.
+class StdoutTo {
+public:
+    explicit StdoutTo(bool file) {
+        std::cout.flush();
+        std::fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        char path[] = "/tmp/tov_output_bench_XXXXXX";
+        const int fd = file ? mkstemp(path) : open("/dev/null", O_WRONLY);
+        if (file) unlink(path);
+        dup2(fd, STDOUT_FILENO);
+        close(fd);
+    }
+    ~StdoutTo() {
+        std::cout.flush();
+        std::fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+    }
+
+private:
+    int saved_;
+};
+
+template <typename F>
+F Opaque(F f) {
+    benchmark::DoNotOptimize(f);
+    return f;
+}
+
+void Verbose(benchmark::State& state, bool file) {
+    const auto hook = Opaque(Shared().hook);
+    StdoutTo target(file);
+    for (auto _ : state) Setup::Call(hook);
+}
+
+void BareWrite(benchmark::State& state, bool file) {
+    const auto driver = Opaque(&DriverCmdPushConstants);
+    const std::vector<std::string>& lines = Shared().lines;
+    StdoutTo target(file);
+    for (auto _ : state) {
+        Setup::Call(driver);
+        for (const std::string& line : lines)
+            benchmark::DoNotOptimize(write(STDOUT_FILENO, line.data(), line.size()));
+    }
+}
+
+void DevNull_Hook(benchmark::State& state) { Verbose(state, false); }
+void DevNull_Baseline(benchmark::State& state) { BareWrite(state, false); }
+void File_Hook(benchmark::State& state) { Verbose(state, true); }
+void File_Baseline(benchmark::State& state) { BareWrite(state, true); }
+
+BENCHMARK(DevNull_Baseline);
+BENCHMARK(DevNull_Hook);
+BENCHMARK(File_Baseline);
+BENCHMARK(File_Hook);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    Shared();
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
