@@ -5,15 +5,21 @@
 //   vk_sample                      the compute run; prints what it computed
 //   vk_sample --record N [FILE]    also records N cheap commands into a command buffer and writes
 //                                  the nanoseconds per command to FILE (for the benchmark)
+//   vk_sample --write-lines TEXT   with --record, also writes each line of the file TEXT to
+//                                  standard output after each command, one write(2) per line
+//                                  (the benchmark's baseline for a dump of the same lines)
 //   vk_sample --probe              also asks for an unknown name and for a function of an
 //                                  extension it did not enable, and prints what came back
 #include <vulkan/vulkan.h>
+
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -35,6 +41,7 @@ const char* NullOrNot(PFN_vkVoidFunction function) { return function ? "a functi
 struct Options {
     std::uint32_t record = 0;
     std::string timingFile;
+    std::vector<std::string> linesToWrite;
     bool probe = false;
 };
 
@@ -45,10 +52,14 @@ Options ParseOptions(int argc, char** argv) {
         if (arg == "--record" && i + 1 < argc) {
             options.record = static_cast<std::uint32_t>(std::strtoul(argv[++i], nullptr, 10));
             if (i + 1 < argc && argv[i + 1][0] != '-') options.timingFile = argv[++i];
+        } else if (arg == "--write-lines" && i + 1 < argc) {
+            std::ifstream text(argv[++i]);
+            for (std::string line; std::getline(text, line);) options.linesToWrite.push_back(line + '\n');
         } else if (arg == "--probe") {
             options.probe = true;
         } else {
-            std::fprintf(stderr, "usage: vk_sample [--record N [FILE]] [--probe]\n");
+            std::fprintf(stderr,
+                         "usage: vk_sample [--record N [FILE]] [--write-lines TEXT] [--probe]\n");
             std::exit(2);
         }
     }
@@ -249,9 +260,13 @@ int main(int argc, char** argv) {
         Check(vkResetCommandBuffer(commands, 0), "vkResetCommandBuffer");
         Check(vkBeginCommandBuffer(commands, &beginInfo), "vkBeginCommandBuffer");
         const auto start = std::chrono::steady_clock::now();
-        for (std::uint32_t i = 0; i < options.record; ++i)
+        std::fflush(stdout);
+        for (std::uint32_t i = 0; i < options.record; ++i) {
             vkCmdPushConstants(commands, pipelineLayout, VK_SHADER_STAGE_COMPUTE_BIT, 0,
                                sizeof i, &i);
+            for (const std::string& line : options.linesToWrite)
+                if (::write(STDOUT_FILENO, line.data(), line.size()) < 0) break;
+        }
         const auto stop = std::chrono::steady_clock::now();
         Check(vkEndCommandBuffer(commands), "vkEndCommandBuffer");
         const double nanoseconds = std::chrono::duration<double, std::nano>(stop - start).count();

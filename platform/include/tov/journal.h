@@ -1,5 +1,7 @@
 // The host logger. On Windows this is journal-x64.dll; libjournal.so is the Linux stand-in.
-// Every message is one line on standard error unless a host installs a sink of its own.
+// Every message is one line on standard error, or in the file that the environment variable
+// TOV_LOG_FILE names, unless a host installs a sink of its own. Lines are buffered and written
+// out within 50 ms, and at exit, abort and on fatal signals.
 #pragma once
 
 #define TOV_JOURNAL_API __attribute__((visibility("default")))
