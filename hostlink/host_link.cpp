@@ -1,8 +1,13 @@
 #include "host_link.h"
 
 #include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -56,6 +61,39 @@ std::vector<LayerParameterRecord> ParametersFromEnvironment() {
     return records;
 }
 
+// dlopen maps the segments that a library's program headers name and touches them: a file cut
+// short inside them ends the process with SIGBUS instead of failing. Such a file is refused
+// here. Whatever else is wrong with a file, dlopen finds and reports without harm.
+bool CutShort(const std::string& path, std::string& why) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bool cut = false;
+    struct stat status;
+    Elf64_Ehdr header;
+    if (fstat(fd, &status) == 0 &&
+        pread(fd, &header, sizeof header, 0) == static_cast<ssize_t>(sizeof header) &&
+        std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == ELFCLASS64 &&
+        header.e_phentsize == sizeof(Elf64_Phdr)) {
+        const std::uint64_t size = static_cast<std::uint64_t>(status.st_size);
+        std::vector<Elf64_Phdr> segments(header.e_phnum);
+        const std::uint64_t tableEnd = header.e_phoff + segments.size() * sizeof(Elf64_Phdr);
+        if (tableEnd > size ||
+            pread(fd, segments.data(), segments.size() * sizeof(Elf64_Phdr),
+                  static_cast<off_t>(header.e_phoff)) !=
+                static_cast<ssize_t>(segments.size() * sizeof(Elf64_Phdr))) {
+            cut = true;
+        } else {
+            for (const Elf64_Phdr& segment : segments)
+                if (segment.p_type == PT_LOAD && segment.p_offset + segment.p_filesz > size) cut = true;
+        }
+        if (cut)
+            why = path + ": the file is cut short: its program headers load bytes beyond its " +
+                  std::to_string(size) + " bytes";
+    }
+    close(fd);
+    return cut;
+}
+
 struct Link {
     std::once_flag once;
     TovLayerLink link{};
@@ -80,6 +118,11 @@ void Connect(Link& l, const char* const* candidates, std::size_t count) {
     void* library = nullptr;
     std::string path;
     for (const std::string& candidate : paths) {
+        std::string cut;
+        if (CutShort(candidate, cut)) {
+            l.detail += "\n    " + cut;
+            continue;
+        }
         library = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (library != nullptr) {
             path = candidate;

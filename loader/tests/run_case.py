@@ -9,6 +9,7 @@ import collections
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -200,6 +201,31 @@ def case_library(app, path, expected):
           f"no message {expected!r} on standard error:\n{r.err}")
 
 
+def loaded_end(path):
+    """Where the last byte that a 64-bit ELF file's loadable segments take from the file ends."""
+    with open(path, "rb") as f:
+        data = f.read()
+    phoff, = struct.unpack_from("<Q", data, 0x20)
+    phentsize, phnum = struct.unpack_from("<HH", data, 0x36)
+    end = 0
+    for i in range(phnum):
+        kind, _, offset, _, _, filesz = struct.unpack_from("<IIQQQQ", data, phoff + i * phentsize)
+        if kind == 1:  # PT_LOAD
+            end = max(end, offset + filesz)
+    return end
+
+
+def case_truncated_library(app):
+    """A copy of the Logging Layer cut short: empty, inside its headers, inside its loaded
+    segments. Each is refused and the program runs as without the layer."""
+    end = loaded_end(app.args.layer_library)
+    for cut in (0, 100, end // 2, end - 1):
+        path = os.path.join(tempfile.mkdtemp(prefix="tov_cut_"), "liblogging_layer.so")
+        with open(app.args.layer_library, "rb") as whole, open(path, "wb") as part:
+            part.write(whole.read(cut))
+        case_library(app, path, "cannot load the Logging Layer library")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("case")
@@ -207,6 +233,7 @@ def main():
     parser.add_argument("--sample", required=True)
     parser.add_argument("--vulkaninfo", default=shutil.which("vulkaninfo"))
     parser.add_argument("--preload", default="")
+    parser.add_argument("--layer-library", default="")
     args = parser.parse_args()
     global PRELOAD
     PRELOAD = args.preload or None
@@ -223,6 +250,7 @@ def main():
         "unloadable_layer_library": lambda: case_library(sample, LVP_ICD, cannot_load),
         "library_without_entry_point": lambda: case_library(
             sample, "libvulkan.so.1", "has no tovGetDispatchTable"),
+        "truncated_layer_library": lambda: case_truncated_library(sample),
     }
     if args.case not in cases:
         sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
