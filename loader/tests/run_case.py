@@ -9,6 +9,7 @@ import collections
 import os
 import re
 import shutil
+import signal
 import struct
 import subprocess
 import sys
@@ -226,6 +227,76 @@ def case_truncated_library(app):
         case_library(app, path, "cannot load the Logging Layer library")
 
 
+def probe_checks(r, name):
+    said = r.err.splitlines()
+    check(any(l.startswith("ok ") for l in said), f"{name}: the probe checked nothing:\n{r.err}")
+    for line in said:
+        check(not line.startswith("FAILED"), f"{name}: {line}")
+
+
+def case_output_faults(args):
+    """The layer's failed writes harm neither the program's output nor the layer's next line, a
+    reader that goes away ends neither, and each dump line is one write."""
+    verbose = [args.tov_log, "--verbose", "--"]
+    for mode in ("full-pipe", "full-disk", "packets"):
+        r = run([args.probe, mode], verbose)
+        check(r.rc == 0, f"{mode}: exits {r.rc}")
+        probe_checks(r, mode)
+    r = run([args.probe, "reader-gone"], verbose)
+    check(r.rc == -signal.SIGPIPE, f"reader-gone: exits {r.rc}, not by SIGPIPE of its own write")
+    check("own write" in r.err.splitlines(), "reader-gone: the dump into a closed pipe ended it")
+    probe_checks(r, "reader-gone")
+
+
+def run_reader_gone(command, through, stream):
+    """Runs with standard output or standard error a pipe whose reader leaves after one line."""
+    env = dict(os.environ, VK_ICD_FILENAMES=LVP_ICD, VK_DRIVER_FILES=LVP_ICD)
+    env.pop("TOV_LOGGING_VERBOSE", None)
+    pipes = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, stream: subprocess.PIPE}
+    proc = subprocess.Popen(through + command, env=env, **pipes)
+    reader = getattr(proc, stream)
+    first = reader.readline()
+    reader.close()
+    return proc.wait(timeout=600), first
+
+
+def case_reader_gone(app):
+    """tov-log --verbose -- sample | head -1, and the same for the logger on standard error."""
+    plain = run(app.command())
+    for through, stream in (([app.args.tov_log, "--verbose", "--"], "stdout"),
+                            ([app.args.tov_log, "--"], "stderr")):
+        rc, first = run_reader_gone(app.command(), through, stream)
+        check(first.startswith(b"vk"), f"{stream}: first line {first!r}")
+        check(rc == plain.rc, f"{stream} reader gone: exits {rc}, plain run {plain.rc}")
+
+
+def case_threads(args):
+    """Threads that make calls at once: every call has its lines, whole."""
+    threads, calls = 8, 200
+    command = [args.probe, "threads", str(threads), str(calls)]
+    one = run([args.probe, "threads", "1", "1"], [args.tov_log, "--verbose", "--"])
+    known = set(one.out.splitlines())
+    # The loader makes the call once of its own.
+    own = one.out.splitlines().count("vkGetPhysicalDeviceProperties") - 1
+    dump = run(command, [args.tov_log, "--verbose", "--"])
+    check(dump.rc == 0, f"verbose: exits {dump.rc}")
+    lines = dump.out.splitlines()
+    count = lines.count("vkGetPhysicalDeviceProperties") - own
+    check(count == threads * calls, f"verbose: {count} dumps, expected {threads * calls}")
+    mixed = [l for l in lines if l not in known]
+    check(not mixed, f"verbose: {len(mixed)} lines mixed, e.g. {mixed[:2]}")
+    with tempfile.TemporaryDirectory() as tmp:
+        log = os.path.join(tmp, "log")
+        ordinary = run(command, [args.tov_log, "--log-file", log, "--"])
+        with open(log) as f:
+            names = f.read().splitlines()
+    check(ordinary.rc == 0, f"ordinary: exits {ordinary.rc}")
+    count = names.count("vkGetPhysicalDeviceProperties") - own
+    check(count == threads * calls, f"ordinary: {count} logger lines, expected {threads * calls}")
+    bad = [l for l in names if not CALL_NAME.match(l)]
+    check(not bad, f"ordinary: {len(bad)} lines that are no call name, e.g. {bad[:2]}")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("case")
@@ -234,6 +305,7 @@ def main():
     parser.add_argument("--vulkaninfo", default=shutil.which("vulkaninfo"))
     parser.add_argument("--preload", default="")
     parser.add_argument("--layer-library", default="")
+    parser.add_argument("--probe", default="")
     args = parser.parse_args()
     global PRELOAD
     PRELOAD = args.preload or None
@@ -251,6 +323,9 @@ def main():
         "library_without_entry_point": lambda: case_library(
             sample, "libvulkan.so.1", "has no tovGetDispatchTable"),
         "truncated_layer_library": lambda: case_truncated_library(sample),
+        "output_faults": lambda: case_output_faults(args),
+        "reader_gone": lambda: case_reader_gone(sample),
+        "threads": lambda: case_threads(args),
     }
     if args.case not in cases:
         sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
