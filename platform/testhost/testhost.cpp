@@ -99,19 +99,10 @@ void CaptureSink(void* context, int level, int category, int flags, const char* 
 LoggerCapture::LoggerCapture() { JournalSetSink(&CaptureSink, this); }
 LoggerCapture::~LoggerCapture() { JournalSetSink(nullptr, nullptr); }
 
-void LineCheckingBuffer::clear() {
-    text_.clear();
-    lineStart_ = 0;
-    insertions_ = 0;
-    flushes_ = 0;
-    fault_.clear();
-}
+void LineCheckingBuffer::clear() { *this = LineCheckingBuffer(); }
 
 void LineCheckingBuffer::Insert(const char* s, std::size_t n) {
-    if (insertions_ > 0 && fault_.empty())
-        fault_ = "a line in more than one insertion: \"" + text_.substr(lineStart_) + "\" then \"" +
-                 std::string(s, n) + "\"";
-    ++insertions_;
+    if (insertions_++ > 0 && fault_.empty()) fault_ = "a line in pieces: ";
     text_.append(s, n);
 }
 
@@ -129,13 +120,10 @@ std::streamsize LineCheckingBuffer::xsputn(const char* s, std::streamsize n) {
 
 int LineCheckingBuffer::sync() {
     ++flushes_;
-    const std::string pending = text_.substr(lineStart_);
-    if (fault_.empty()) {
-        if (pending.empty())
-            fault_ = "a flush with no line";
-        else if (pending.back() != '\n' || pending.find('\n') != pending.size() - 1)
-            fault_ = "a flush that does not end exactly one line: \"" + pending + "\"";
-    }
+    const std::string line = text_.substr(lineStart_);
+    if (fault_.empty() && (line.empty() || line.find('\n') != line.size() - 1))
+        fault_ = "a flush that does not end exactly one line: ";
+    if (fault_.size() > 0 && fault_.back() == ' ') fault_ += "\"" + line + "\"";
     lineStart_ = text_.size();
     insertions_ = 0;
     return 0;

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -39,9 +40,9 @@ void Log(int thread, int lines) {
     for (int i = 0; i < lines; ++i) LogMessage(2, 1, 0, "thread %d line %d", thread, i);
 }
 
+// A store to the first page, which is never mapped.
 [[noreturn]] void Fault() {
-    volatile int* nowhere = nullptr;
-    *nowhere = 1;
+    *reinterpret_cast<volatile int*>(std::uintptr_t{64}) = 1;
     std::abort();
 }
 
