@@ -3,16 +3,22 @@
 call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline and, where there
 is one, <Call>_Direct.
 
-Usage: ratios.py BENCH_EXECUTABLE [benchmark args...]
+Usage: ratios.py [--cpu-time] BENCH_EXECUTABLE [benchmark args...]
+With --cpu-time the figures are the process's CPU time (the kernel's included) rather than the
+wall clock, which on a shared machine also counts the time others hold the processor.
 """
 import json
 import subprocess
 import sys
 
-out = subprocess.run([sys.argv[1], "--benchmark_format=json", "--benchmark_repetitions=5",
-                      "--benchmark_report_aggregates_only=true", *sys.argv[2:]],
+args = sys.argv[1:]
+clock = "cpu_time" if args[:1] == ["--cpu-time"] else "real_time"
+args = args[1:] if clock == "cpu_time" else args
+out = subprocess.run([args[0], "--benchmark_format=json", "--benchmark_repetitions=5",
+                      "--benchmark_enable_random_interleaving=true",
+                      "--benchmark_report_aggregates_only=true", *args[1:]],
                      check=True, capture_output=True, text=True).stdout
-medians = {b["run_name"]: b["real_time"] for b in json.loads(out)["benchmarks"]
+medians = {b["run_name"]: b[clock] for b in json.loads(out)["benchmarks"]
            if b.get("aggregate_name") == "median"}
 for name, ns in medians.items():
     print(f"{name:28s} {ns:10.2f} ns")
