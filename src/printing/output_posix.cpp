@@ -83,23 +83,13 @@ bool PipeSignalPending() {
 // can seek (nor can a terminal, which is harmless to count in).
 bool StdoutMayRaisePipeSignal() {
 #ifdef TOV_GLIBC_STDIO
-    // A C stream that keeps count of its file's position is on a file that seeks. The first dump
-    // asks the file and leaves the answer where the C stream itself would have kept it, so files
-    // and /dev/null cost no call after that. Redirecting standard output through freopen makes
-    // the C stream forget it; the stream is asked afresh.
-    FILE* file = stdout;
-    if (file->_offset >= 0) return false;
-    const off64_t position = lseek64(file->_fileno, 0, SEEK_CUR);
-    if (position >= 0) {
-        flockfile(file);
-        if (file->_offset < 0) file->_offset = position;
-        funlockfile(file);
-        return false;
-    }
-    return errno == ESPIPE;
-#else
-    return lseek(STDOUT_FILENO, 0, SEEK_CUR) == -1 && errno == ESPIPE;
+    // A C stream that keeps count of its file's position is on a file that seeks: nothing to ask.
+    // Otherwise the file is asked at every dump. The answer is not kept anywhere: planting it in
+    // the C stream would make the program's own ftell trust a position that other writers to the
+    // same file may have moved.
+    if (stdout->_offset >= 0) return false;
 #endif
+    return lseek(STDOUT_FILENO, 0, SEEK_CUR) == -1 && errno == ESPIPE;
 }
 
 }  // namespace
