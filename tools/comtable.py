@@ -2,8 +2,8 @@
 
 functions.txt gives the 18 exported functions, interfaces.txt the COM interfaces with their own
 methods in virtual-table order, structs.txt and enums.txt the records and enums the declarations
-need. A parameter keeps two spellings: the published one, without its SAL annotation, from which
-labels are made, and the C++ type the Linux declarations use.
+need. A parameter keeps three spellings: its SAL annotations, the published type without them,
+from which labels are made, and the C++ type the Linux declarations use.
 """
 from __future__ import annotations
 
@@ -12,6 +12,7 @@ import re
 from dataclasses import dataclass, field
 
 import apitable
+from apitable import TableError
 
 FUNCTIONS_FIRST_SLOT = apitable.COM_FIRST_SLOT          # 3744
 FUNCTION_COUNT = 18
@@ -22,12 +23,13 @@ METHODS_FIRST_SLOT = FUNCTIONS_FIRST_SLOT + FUNCTION_COUNT   # 3762
 _SAL = re.compile(r"\b_[A-Z][A-Za-z_]*_\b\s*")
 
 
-def strip_annotations(text: str) -> str:
-    out, i = [], 0
+def split_annotations(text: str) -> tuple[str, str]:
+    """(the annotations, the rest) of a parameter's text, each with its blanks folded."""
+    out, notes, i = [], [], 0
     while i < len(text):
         m = _SAL.match(text, i)
         if m and (i == 0 or not (text[i - 1].isalnum() or text[i - 1] == "_")):
-            i = m.end()
+            start, i = i, m.end()
             if i < len(text) and text[i] == "(":
                 depth = 0
                 while i < len(text):
@@ -35,10 +37,15 @@ def strip_annotations(text: str) -> str:
                     i += 1
                     if depth == 0:
                         break
+            notes.append(text[start:i])
             continue
         out.append(text[i])
         i += 1
-    return " ".join("".join(out).split())
+    return " ".join(" ".join(notes).split()), " ".join("".join(out).split())
+
+
+def strip_annotations(text: str) -> str:
+    return split_annotations(text)[1]
 
 
 def cpp_type(published: str) -> str:
@@ -52,26 +59,24 @@ def cpp_type(published: str) -> str:
 
 
 def _param(text: str) -> apitable.Param:
-    clean = strip_annotations(text)
+    notes, clean = split_annotations(text)
     m = re.match(r"^(?P<type>.*?[\w*&])\s*\b(?P<name>\w+)\s*(?P<array>(\[\s*\d+\s*\])*)$", clean)
     if not m:
-        raise ValueError(f"cannot read parameter {text!r}")
-    p = apitable.Param(cpp_type(m.group("type")), m.group("name"),
-                       [int(n) for n in re.findall(r"\d+", m.group("array"))])
-    p.published = " ".join(m.group("type").split())   # the type as the SDK spells it
-    return p
+        raise TableError(f"cannot read parameter {text!r}")
+    return apitable.Param(cpp_type(m.group("type")), m.group("name"),
+                          [int(n) for n in re.findall(r"\d+", m.group("array"))],
+                          " ".join(m.group("type").split()), notes)
 
 
 def _prototype(line: str) -> apitable.Function:
     line = " ".join(line.split()).rstrip(";")
     m = re.match(r"^(?P<ret>.+?)\s*\b(?P<name>\w+)\((?P<params>.*)\)$", line)
     if not m:
-        raise ValueError(f"cannot read prototype {line!r}")
+        raise TableError(f"cannot read prototype {line!r}")
     raw = m.group("params").strip()
     params = [] if raw in ("", "void") else [_param(p) for p in apitable.split_params(raw)]
-    f = apitable.Function(cpp_type(m.group("ret")), m.group("name"), params)
-    f.published_ret = " ".join(m.group("ret").split())
-    return f
+    return apitable.Function(cpp_type(m.group("ret")), m.group("name"), params,
+                             " ".join(m.group("ret").split()))
 
 
 @dataclass
@@ -101,9 +106,13 @@ class Record:
 @dataclass
 class Enum:
     name: str
-    values: list[tuple[str, int]]
-    printed: bool              # False for the block of enums without a printer
+    values: list[tuple[str, int]]   # (name, signed 32-bit value) in published order
+    printed: bool              # has a Print_<name> of its own
     header: str = ""
+
+    @property
+    def rows(self) -> list[tuple[str, int]]:
+        return self.values
 
 
 def _path(api_dir: str, name: str) -> str:
@@ -138,78 +147,90 @@ def _field(text: str) -> Field:
     type_text, last = text.strip().rsplit(None, 1)
     m = re.match(r"^(?P<name>\w+)(?P<rest>.*)$", last)
     if not m:
-        raise ValueError(f"cannot read field {text!r}")
+        raise TableError(f"cannot read field {text!r}")
     rest = m.group("rest").strip()
     bits = int(rest[1:]) if rest.startswith(":") else None
     arrays = [int(n) for n in re.findall(r"\[\s*(\d+)\s*\]", rest)]
     return Field(cpp_type(type_text), m.group("name"), arrays, bits)
 
 
-def records(api_dir: str = apitable.API_DIR) -> tuple[list[Record], dict[str, str]]:
-    """The records in table order, and the aliases (new name -> old name)."""
+def _structs(api_dir: str):
+    """records, aliases (new name -> old name) and scalar typedefs (old, new) of structs.txt."""
     out: list[Record] = []
     aliases: dict[str, str] = {}
+    typedefs: list[tuple[str, str]] = []
     stack: list[Record] = []
     header = ""
-    with open(_path(api_dir, "structs.txt"), encoding="utf-8") as f:
-        for raw in f:
-            line = raw.rstrip("\n")
-            if line.startswith("# header:"):
-                header = line.split(":", 1)[1].strip()
-            if not line.strip() or line.lstrip().startswith("#"):
-                continue
-            words = line.split()
-            top = not line[0].isspace()
-            if top and words[0] == "alias":
-                aliases[words[1]] = words[2]
-                stack = []
-            elif top:
-                rec = Record(words[0], words[1], header=header)
-                out.append(rec)
-                stack = [rec]
-            elif words[0] in ("struct", "union") and len(words) <= 2:
-                rec = Record(words[0], words[1] if len(words) == 2 else None)
-                stack[-1].members.append(rec)
-                stack.append(rec)
-            elif words == ["end"]:
-                stack.pop()
-            else:
-                stack[-1].members.append(_field(line))
+    for where, line in apitable.numbered_lines(_path(api_dir, "structs.txt")):
+        words = line.split()
+        top = not line[0].isspace()
+        if top and words[0] == "header" and len(words) == 2:
+            header = words[1]
+        elif top and words[0] == "typedef" and len(words) == 3:
+            typedefs.append((words[1], words[2]))
+        elif top and words[0] == "alias" and len(words) == 3:
+            aliases[words[1]] = words[2]
+            stack = []
+        elif top and words[0] in ("struct", "union") and len(words) == 2:
+            rec = Record(words[0], words[1], header=header)
+            out.append(rec)
+            stack = [rec]
+        elif top or not stack:
+            raise TableError(f"{where}: cannot read {line!r}")
+        elif words[0] in ("struct", "union") and len(words) <= 2:
+            rec = Record(words[0], words[1] if len(words) == 2 else None)
+            stack[-1].members.append(rec)
+            stack.append(rec)
+        elif words == ["end"]:
+            stack.pop()
+        else:
+            stack[-1].members.append(_field(line))
+    return out, aliases, typedefs
+
+
+def records(api_dir: str = apitable.API_DIR) -> tuple[list[Record], dict[str, str]]:
+    """The records in table order, and the aliases (new name -> old name)."""
+    out, aliases, _ = _structs(api_dir)
     return out, aliases
 
 
 def scalar_typedefs(api_dir: str = apitable.API_DIR) -> list[tuple[str, str]]:
-    """The '# typedef OLD NEW' notes of structs.txt, as (old, new)."""
-    out = []
-    for line in open(_path(api_dir, "structs.txt"), encoding="utf-8"):
-        m = re.match(r"^#\s*typedef\s+(\w+)\s+(\w+)\s*$", line)
-        if m:
-            out.append((m.group(1), m.group(2)))
-    return out
+    """The scalar typedefs of structs.txt, as (old, new)."""
+    return _structs(api_dir)[2]
 
 
 def enums(api_dir: str = apitable.API_DIR) -> tuple[list[Enum], dict[str, str]]:
-    out: list[Enum] = []
+    """The enums in table order, and the aliases (typedef name -> the enum it names)."""
+    out: dict[str, Enum] = {}
     aliases: dict[str, str] = {}
-    printed = True
-    header = ""
-    with open(_path(api_dir, "enums.txt"), encoding="utf-8") as f:
-        for raw in f:
-            line = raw.rstrip("\n")
-            if line.startswith("# Enums with no printer"):
-                printed = False
-            if line.startswith("# header:"):
-                header = line.split(":", 1)[1].split("(")[0].strip()
-            if not line.strip() or line.lstrip().startswith("#"):
-                continue
-            words = line.split()
-            if words[0] == "enum":
-                out.append(Enum(words[1], [], printed, header))
-            elif words[0] == "alias":
-                aliases[words[1]] = words[2]
-            else:
-                out[-1].values.append((words[0], int(words[1], 0)))
-    return out, aliases
+    printed, header, current = True, "", None
+    for where, line in apitable.numbered_lines(_path(api_dir, "enums.txt")):
+        words = line.split()
+        if line[0] in " \t":
+            if current is None or len(words) != 2:
+                raise TableError(f"{where}: stray row {line!r}")
+            value = int(words[1], 0)
+            if not -2**31 <= value < 2**31:
+                raise TableError(f"{where}: {words[1]} is no signed 32-bit value")
+            current.values.append((words[0], value))
+            continue
+        current = None
+        if words == ["unprinted"]:
+            printed = False
+        elif words[0] == "header" and len(words) == 2:
+            header = words[1]
+        elif words[0] == "enum" and len(words) == 2:
+            if words[1] in out or words[1] in aliases:
+                raise TableError(f"{where}: {words[1]} declared twice")
+            current = out[words[1]] = Enum(words[1], [], printed, header)
+        elif words[0] == "alias" and len(words) == 3:
+            aliases[words[1]] = words[2]
+        else:
+            raise TableError(f"{where}: cannot read {line!r}")
+    for alias, target in aliases.items():
+        if target not in out:
+            raise TableError(f"enums.txt: alias {alias} names no enum: {target}")
+    return list(out.values()), aliases
 
 
 def com_slots(api_dir: str = apitable.API_DIR) -> list[apitable.Slot]:

@@ -7,8 +7,6 @@ Direct3D 10 family prints without an id, and so does an interface with no GetPri
 
 Usage: gen_com_object_printers.py OUT_HEADER
 """
-import sys
-
 import apitable
 import comtable
 
@@ -48,7 +46,7 @@ def id_reader(iface: comtable.Interface, by_name: dict[str, comtable.Interface])
     return None
 
 
-def main() -> None:
+def generate(args: list[str]) -> list[str]:
     interfaces = comtable.interfaces()
     by_name = {i.name: i for i in interfaces}
     printers = []
@@ -56,8 +54,9 @@ def main() -> None:
         base = id_reader(iface, by_name)
         reader = f"&ReadIdAs<{base}>" if base else "nullptr"
         printers.append(PRINTERS.format(name=iface.name, reader=reader))
-    apitable.write_if_changed(sys.argv[1], HEADER.format(printers="".join(printers)))
+    apitable.write_if_changed(args[0], HEADER.format(printers="".join(printers)))
+    return [args[0]]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

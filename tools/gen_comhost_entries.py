@@ -9,22 +9,18 @@ original method stored in the slot; an outermost call goes to the layer's hook, 
 every object handed out through an out-parameter is caught. The 18 exported API functions have
 one entry each, which does the same through their slots.
 
-Which out-parameters hand out objects is a rule on the declarations: a pointer to a pointer to
-an interface, or a `void **` right behind an interface id, annotated as an out-parameter. How
-many it hands out follows from its length annotation, as for the dump.
+Which out-parameters hand out objects is the type model's rule (`ComModel.out_objects`): a
+pointer to a pointer to an interface, or a `void **` right behind an interface id, annotated as
+an out-parameter. How many it hands out follows from its length annotation, as for the dump.
 
 Usage: gen_comhost_entries.py OUTDIR PARTS
 Writes OUTDIR/comhost_entry_bodies.h, OUTDIR/comhost_entries_<k>.cpp for k < PARTS and
 OUTDIR/comhost_catalogue.cpp.
 """
-import re
-import sys
-
 import apitable
-import comhookrules
 import comtable
-import gen_com_decls
 import gen_com_object_printers
+import typemodel
 
 # An entry counts the call in and out by hand rather than with a guard object: with no cleanup
 # to run during unwinding it calls nothing in the platform's own convention on its ordinary path,
@@ -107,48 +103,26 @@ namespace tov::comhost {{
 }}  // namespace tov::comhost
 """
 
-_RULES = None
+_MODEL: typemodel.ComModel | None = None
 
 
-def rules() -> comhookrules.Rules:
-    global _RULES
-    if _RULES is None:
-        _RULES = comhookrules.Rules()
-    return _RULES
-
-
-def type_of(published: str) -> comhookrules.Type:
-    """A published type taken apart; a C tag (`struct X`, `enum X`) counts as its name."""
-    return comhookrules.take_apart(re.sub(r"\b(?:struct|enum)\s+", "", published))
+def model() -> typemodel.ComModel:
+    global _MODEL
+    if _MODEL is None:
+        _MODEL = typemodel.ComModel()
+    return _MODEL
 
 
 def object_outs(key: str, f: apitable.Function) -> list[tuple[str, str]]:
     """(argument name, count expression) of each out-parameter that hands out objects."""
-    r = rules()
-    raws = r.raw[key]
-    outs = []
-    for i, p in enumerate(f.params):
-        t = type_of(p.published)
-        if t.depth != 2 or t.const or not comhookrules.is_out_parameter(raws[i]):
-            continue
-        after_iid = i > 0 and type_of(f.params[i - 1].published).base in comhookrules.REFERENCES
-        if r.interface(t.base) or (t.base == "void" and after_iid):
-            outs.append((p.name, r.count(key, f.params, i, False)))
-    return outs
+    m = model()
+    return [(p.name, m.count(key, f, f.params.index(p), False)) for p, _, _ in m.out_objects(f)]
 
 
-def frame(f: apitable.Function, records: set[str], method: bool):
+def frame(f: apitable.Function, method: bool):
     """(return type, parameter declarations, parameter types, argument names)."""
-    if method:
-        ret, params = gen_com_decls.method_signature(f, "void", records)
-        hidden = gen_com_decls.returns_record(f, records)
-        types = ["void*"] + ([f"{f.ret}*"] if hidden else []) + [p.cpp_type for p in f.params]
-        names = ["This"] + ([gen_com_decls.RESULT_PARAM] if hidden else []) + [p.name for p in f.params]
-    else:
-        ret, params = f.ret, [p.decl for p in f.params]
-        types = [p.cpp_type for p in f.params]
-        names = [p.name for p in f.params]
-    return ret, params, types, names
+    sig = model().signature(f, "void" if method else None)
+    return sig.ret, sig.decls, sig.types, sig.names
 
 
 def nested(call: str, ret: str) -> str:
@@ -177,8 +151,8 @@ def outermost(call: str, ret: str, f: apitable.Function, outs) -> str:
     return "".join(lines)
 
 
-def body_text(declaring: str, f: apitable.Function, records: set[str]) -> str:
-    ret, params, types, names = frame(f, records, True)
+def body_text(declaring: str, f: apitable.Function) -> str:
+    ret, params, types, names = frame(f, True)
     args = ", ".join(names)
     call = f"reinterpret_cast<Fn>(SlotHook(Slot))({args})"
     return BODY.format(ret=ret, body=f"{declaring}_{f.name}", params=", ".join(params),
@@ -187,9 +161,9 @@ def body_text(declaring: str, f: apitable.Function, records: set[str]) -> str:
                        outermost=outermost(call, ret, f, object_outs(f"{declaring}::{f.name}", f)))
 
 
-def function_text(slot: apitable.Slot, records: set[str]) -> tuple[str, str]:
+def function_text(slot: apitable.Slot) -> tuple[str, str]:
     f = slot.function
-    ret, params, types, names = frame(f, records, False)
+    ret, params, types, names = frame(f, False)
     args = ", ".join(names)
     call = f"reinterpret_cast<Fn>(SlotHook({slot.number}))({args})"
     text = FUNCTION.format(ret=ret, name=f.name, params=", ".join(params), types=", ".join(types),
@@ -220,11 +194,9 @@ def interface_rows() -> str:
     return "".join(rows), len(ifaces)
 
 
-def main() -> None:
-    outdir, parts = sys.argv[1], int(sys.argv[2])
-    recs, aliases = comtable.records()
-    records = gen_com_decls.record_names(recs, aliases)
-    bodies = [body_text(i.name, m, records) for i in comtable.interfaces() for m in i.methods]
+def generate(args: list[str]) -> list[str]:
+    outdir, parts = args[0], int(args[1])
+    bodies = [body_text(i.name, m) for i in comtable.interfaces() for m in i.methods]
     apitable.write_if_changed(f"{outdir}/comhost_entry_bodies.h",
                               BODIES.format(bodies="\n".join(bodies)))
     slots = comtable.com_slots()
@@ -236,7 +208,7 @@ def main() -> None:
         apitable.write_if_changed(f"{outdir}/comhost_entries_{k}.cpp",
                                   PART.format(entries=entries, part=k, first=run[0].number,
                                               count=len(run)))
-    functions = [function_text(s, records) for s in slots if s.api == "com_function"]
+    functions = [function_text(s) for s in slots if s.api == "com_function"]
     rows, count = interface_rows()
     apitable.write_if_changed(f"{outdir}/comhost_catalogue.cpp", CATALOGUE.format(
         interfaces=rows, interface_count=count,
@@ -245,7 +217,9 @@ def main() -> None:
         functions="\n".join(text for text, _ in functions)))
     apitable.write_if_changed(f"{outdir}/comhost_functions.h", HEADER.format(
         declarations="".join(decl for _, decl in functions)))
+    return ([f"{outdir}/comhost_catalogue.cpp"] + [f"{outdir}/comhost_entries_{k}.cpp" for k in range(parts)]
+            + [f"{outdir}/comhost_entry_bodies.h", f"{outdir}/comhost_functions.h"])
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

@@ -52,15 +52,14 @@ def render(slots: list[apitable.Slot]) -> str:
     return "\n".join(out)
 
 
-def main() -> None:
-    if len(sys.argv) != 2:
-        sys.exit(__doc__)
+def generate(args: list[str]) -> list[str]:
     slots = apitable.vulkan_slots()
     assert [s.number for s in slots] == list(range(len(slots)))
     names = [s.call_name for s in slots]
     assert len(set(names)) == len(names), "each Vulkan name has one slot"
-    apitable.write_if_changed(sys.argv[1], render(slots))
+    apitable.write_if_changed(args[0], render(slots))
+    return [args[0]]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

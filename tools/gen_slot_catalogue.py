@@ -3,8 +3,6 @@
 
 Usage: gen_slot_catalogue.py OUT_HEADER
 """
-import sys
-
 import apitable
 
 HEADER = """\
@@ -28,12 +26,13 @@ def constant_name(call_name: str) -> str:
     return call_name.replace("::", "_")
 
 
-def main() -> None:
+def generate(args: list[str]) -> list[str]:
     slots = apitable.all_slots()
     constants = "".join(
         f"inline constexpr std::uint32_t {constant_name(s.call_name)} = {s.number};\n" for s in slots)
-    apitable.write_if_changed(sys.argv[1], HEADER.format(count=len(slots), constants=constants))
+    apitable.write_if_changed(args[0], HEADER.format(count=len(slots), constants=constants))
+    return [args[0]]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

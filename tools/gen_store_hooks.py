@@ -7,8 +7,6 @@ given, which is ascending slot order across all APIs.
 
 Usage: gen_store_hooks.py OUT_CPP PART...
 """
-import sys
-
 import apitable
 
 STORE = """\
@@ -25,12 +23,13 @@ void StoreHooks(LayerDispatchTable& table) {{
 """
 
 
-def main() -> None:
-    out, parts = sys.argv[1], sys.argv[2:]
+def generate(args: list[str]) -> list[str]:
+    out, parts = args[0], args[1:]
     decls = "".join(f"void StoreHooks_{p}(LayerDispatchTable& table);\n" for p in parts)
     calls = "".join(f"    StoreHooks_{p}(table);\n" for p in parts)
     apitable.write_if_changed(out, STORE.format(decls=decls, calls=calls))
+    return [out]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

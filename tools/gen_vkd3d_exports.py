@@ -9,7 +9,6 @@ by the rule of the core's entries.
 Usage: gen_vkd3d_exports.py OUT_CPP OUT_MAP
 """
 import re
-import sys
 from dataclasses import dataclass, field
 
 import apitable
@@ -94,10 +93,6 @@ def own_function(line: str, library: Library, opaque: set[str]) -> str:
         raise ValueError(f"{f.name}: the host passes on functions that return HRESULT")
     for p in f.params:
         opaque.update(re.findall(r"\b(?:struct|enum)\s+\w+", p.type))
-    # The out-parameter rule reads a parameter's annotation from the declarations it knows.
-    inside = line[line.index("(") + 1:line.rindex(")")]
-    rules = gen_comhost_entries.rules()
-    rules.raw[f.name] = apitable.split_params(inside)
     outs = gen_comhost_entries.object_outs(f.name, f)
     if not outs:
         raise ValueError(f"{f.name}: hands out no object; it has no place in {TABLE}")
@@ -109,8 +104,8 @@ def own_function(line: str, library: Library, opaque: set[str]) -> str:
                       catches="".join(f"comhost::CatchOut({n}, {c}); " for n, c in outs))
 
 
-def main() -> None:
-    out_cpp, out_map = sys.argv[1], sys.argv[2]
+def generate(args: list[str]) -> list[str]:
+    out_cpp, out_map = args[0], args[1]
     published = {f.name: f for f in comtable.functions()}
     slot_of = {s.function.name: s.number for s in comtable.com_slots() if s.api == "com_function"}
     libraries = read_table()
@@ -139,7 +134,8 @@ def main() -> None:
                    ("  local: *;\n" if k == len(versions) - 1 else "") + "};\n"
                    for k, (version, names) in enumerate(versions))
     apitable.write_if_changed(out_map, MAP.format(nodes=text))
+    return [out_cpp, out_map]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

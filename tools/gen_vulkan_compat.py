@@ -3,13 +3,13 @@
 compile.
 
 The tables spell the vendor of the performance-query extension ZENTA; the headers on the build
-machine spell it INTEL. Every ZENTA type name gets an alias of the header's type.
+machine spell it INTEL. Every ZENTA type name gets an alias of the header's type, and every ZENTA
+function the alias of its pointer type.
 
 Usage: gen_vulkan_compat.py OUT_HEADER
 """
 import os
 import re
-import sys
 
 import apitable
 
@@ -20,16 +20,18 @@ HEADER = """\
 {aliases}"""
 
 
-def main() -> None:
+def generate(args: list[str]) -> list[str]:
     names = set()
     for table in ("functions.txt", "types.txt", "structs.txt"):
         path = os.path.join(apitable.API_DIR, "vulkan", table)
         if os.path.exists(path):
             for line in apitable.read_lines(path):
                 names.update(re.findall(r"\bVk\w*ZENTA\b", line))
+                names.update("PFN_" + n for n in re.findall(r"\bvk\w*ZENTA\b", line))
     aliases = "".join(f"typedef {n.replace('ZENTA', 'INTEL')} {n};\n" for n in sorted(names))
-    apitable.write_if_changed(sys.argv[1], HEADER.format(aliases=aliases))
+    apitable.write_if_changed(args[0], HEADER.format(aliases=aliases))
+    return [args[0]]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

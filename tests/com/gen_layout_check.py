@@ -9,7 +9,7 @@ compared), equal position of every method in the virtual table, and equal values
 enumerators both have. Which names the other headers declare is read from their text; the
 unit's closing comment lists what they do not cover.
 
-Usage: gen_layout_check.py OUT_CPP TOOLS_DIR PRELUDE_FILE SKIP_REGEX HEADER...
+Usage: gen_layout_check.py OUT_CPP PRELUDE_FILE SKIP_REGEX HEADER...
 PRELUDE_FILE holds the lines that include the other headers; names (of types or enumerators)
 that SKIP_REGEX matches in full are left to another check; HEADER... are the files whose text
 tells which names they define.
@@ -18,7 +18,7 @@ import os
 import re
 import sys
 
-sys.path.insert(0, sys.argv[2])
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, os.pardir, "tools"))
 import apitable  # noqa: E402
 import comtable  # noqa: E402
 
@@ -66,11 +66,11 @@ def defined_names(text: str) -> set[str]:
     return names
 
 
-def main() -> None:
-    out_path, prelude_path, skip, headers = sys.argv[1], sys.argv[3], sys.argv[4], sys.argv[5:]
+def generate(args: list[str]) -> list[str]:
+    out_path, prelude_path, skip, headers = args[0], args[1], args[2], args[3:]
     skipped = re.compile(skip).fullmatch
     text = "\n".join(open(h, encoding="utf-8", errors="replace").read() for h in headers)
-    prelude = open(prelude_path, encoding="utf-8").read()
+    prelude = apitable.read_text(prelude_path)
     lines, missing = [], []
     names = defined_names(text)
     enumerators = set(re.findall(r"\b(\w+)\s*=", text))
@@ -116,7 +116,8 @@ def main() -> None:
     body = HEAD.format(prelude=prelude) + "".join(lines)
     body += f"\n// Not declared by these headers ({len(missing)}):\n{note}"
     apitable.write_if_changed(out_path, body)
+    return [out_path]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

@@ -16,25 +16,22 @@ find_path(TOV_MINGW_INCLUDE d3d11_4.h PATHS /usr/share/mingw-w64/include
 find_path(TOV_DIRECTX_INCLUDE directx/d3d12.h)
 find_path(TOV_WSL_STUBS unknwn.h PATHS /usr/include/wsl/stubs NO_DEFAULT_PATH)
 
-set(_gen ${CMAKE_CURRENT_SOURCE_DIR}/gen_layout_check.py)
+set(_here ${CMAKE_CURRENT_LIST_DIR})
+set(_gen ${_here}/gen_layout_check.py)
 set(_decls ${PROJECT_BINARY_DIR}/src/generated)
 set(_outs "")
 
 if(TOV_MINGW_CXX AND TOV_MINGW_INCLUDE)
   set(_h ${TOV_MINGW_INCLUDE})
-  set(_out ${TOV_COM_TEST_GEN_DIR}/layout_mingw.cpp)
-  add_custom_command(
-    OUTPUT ${_out}
-    COMMAND Python3::Interpreter ${_gen} ${_out} ${TOV_TOOLS_DIR}
-            ${CMAKE_CURRENT_SOURCE_DIR}/layout_mingw_prelude.h "I?D3D12\\w*|D3D11_FENCE_FLAG_NONE"
-            ${_h}/unknwn.h ${_h}/d3dcommon.h ${_h}/d3d10.h ${_h}/d3d10_1.h ${_h}/d3d10misc.h
-            ${_h}/d3d11.h ${_h}/d3d11_1.h ${_h}/d3d11_2.h ${_h}/d3d11_3.h ${_h}/d3d11_4.h
-            ${_h}/d3d11on12.h ${_h}/dxgi.h ${_h}/dxgi1_2.h ${_h}/dxgi1_3.h ${_h}/dxgi1_4.h
-            ${_h}/dxgi1_5.h ${_h}/dxgi1_6.h ${_h}/dxgitype.h ${_h}/dxgiformat.h ${_h}/dxgicommon.h
-            ${_h}/windef.h ${_h}/winnt.h
-    DEPENDS ${_gen} ${TOV_TOOLS_DIR}/comtable.py ${TOV_GEN_COMMON} layout_mingw_prelude.h
-    COMMENT "Generating the layout check against mingw-w64's headers"
-    VERBATIM)
+  set(_out ${TOV_TEST_GEN_DIR}/layout_mingw.cpp)
+  tov_generate(SCRIPT ${_gen} OUTPUTS ${_out}
+    ARGS ${_out} ${_here}/layout_mingw_prelude.h "I?D3D12\\w*|D3D11_FENCE_FLAG_NONE"
+         ${_h}/unknwn.h ${_h}/d3dcommon.h ${_h}/d3d10.h ${_h}/d3d10_1.h ${_h}/d3d10misc.h
+         ${_h}/d3d11.h ${_h}/d3d11_1.h ${_h}/d3d11_2.h ${_h}/d3d11_3.h ${_h}/d3d11_4.h
+         ${_h}/d3d11on12.h ${_h}/dxgi.h ${_h}/dxgi1_2.h ${_h}/dxgi1_3.h ${_h}/dxgi1_4.h
+         ${_h}/dxgi1_5.h ${_h}/dxgi1_6.h ${_h}/dxgitype.h ${_h}/dxgiformat.h ${_h}/dxgicommon.h
+         ${_h}/windef.h ${_h}/winnt.h
+    COMMENT "Generating the layout check against mingw-w64's headers")
   list(APPEND _outs ${_out})
   add_test(NAME com_layout_matches_mingw_headers
     COMMAND ${TOV_MINGW_CXX} -std=c++20 -fsyntax-only -I${_decls}
@@ -45,17 +42,13 @@ endif()
 
 if(TOV_DIRECTX_INCLUDE AND TOV_WSL_STUBS)
   set(_h ${TOV_DIRECTX_INCLUDE}/directx)
-  set(_out ${TOV_COM_TEST_GEN_DIR}/layout_directx.cpp)
-  add_custom_command(
-    OUTPUT ${_out}
-    COMMAND Python3::Interpreter ${_gen} ${_out} ${TOV_TOOLS_DIR}
-            ${CMAKE_CURRENT_SOURCE_DIR}/layout_directx_prelude.h
-            "(?!(I?D3D12|D3D_|DXGI_FORMAT\\b|DXGI_SAMPLE_DESC\\b|DXGI_RATIONAL\\b|LUID\\b|RECT\\b)).*"
-            ${_h}/d3d12.h ${_h}/d3dcommon.h ${_h}/dxgiformat.h ${_h}/dxgicommon.h
-            ${TOV_WSL_STUBS}/basetsd.h
-    DEPENDS ${_gen} ${TOV_TOOLS_DIR}/comtable.py ${TOV_GEN_COMMON} layout_directx_prelude.h
-    COMMENT "Generating the layout check against directx-headers"
-    VERBATIM)
+  set(_out ${TOV_TEST_GEN_DIR}/layout_directx.cpp)
+  tov_generate(SCRIPT ${_gen} OUTPUTS ${_out}
+    ARGS ${_out} ${_here}/layout_directx_prelude.h
+         "(?!(I?D3D12|D3D_|DXGI_FORMAT\\b|DXGI_SAMPLE_DESC\\b|DXGI_RATIONAL\\b|LUID\\b|RECT\\b)).*"
+         ${_h}/d3d12.h ${_h}/d3dcommon.h ${_h}/dxgiformat.h ${_h}/dxgicommon.h
+         ${TOV_WSL_STUBS}/basetsd.h
+    COMMENT "Generating the layout check against directx-headers")
   list(APPEND _outs ${_out})
   add_test(NAME com_layout_matches_directx_headers
     COMMAND ${CMAKE_CXX_COMPILER} -std=c++20 -fsyntax-only -I${TOV_WSL_STUBS} -I${_h}

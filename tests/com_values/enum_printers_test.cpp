@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "com_enum_printers.h"
+#include "com_printers.h"
 
 using namespace tov::com_values;
 

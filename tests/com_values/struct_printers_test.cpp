@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "com_struct_printers.h"
-#include "../golden.h"
+#include "com_printers.h"
+#include "golden.h"
 
 using namespace tov::com_values;
 using tov::test::ExpectGolden;
@@ -60,15 +60,15 @@ TEST(ComStructExamples, BufferDescription) {
     desc.ByteWidth = 256;
     desc.Usage = D3D11_USAGE_DEFAULT;
     desc.BindFlags = 1;
-    ExpectGolden("buffer_desc.txt",
+    ExpectGolden("com/values/buffer_desc.txt",
                  Dump(PrintPtr_D3D11_BUFFER_DESC, desc, "const D3D11_BUFFER_DESC * pDesc", 1));
 }
 
 TEST(ComStructExamples, RectAndLuid) {
     RECT rect{0, -8, 640, 480};
-    ExpectGolden("rect.txt", Dump(PrintPtr_RECT, rect, "RECT * pRect", 1));
+    ExpectGolden("com/values/rect.txt", Dump(PrintPtr_RECT, rect, "RECT * pRect", 1));
     LUID luid{49853, 0};
-    ExpectGolden("luid.txt", Dump(Print_LUID, luid, "LUID AdapterLuid", 2));
+    ExpectGolden("com/values/luid.txt", Dump(Print_LUID, luid, "LUID AdapterLuid", 2));
 }
 
 TEST(ComStructExamples, MembersAtTheStructuresIndent) {
@@ -79,13 +79,13 @@ TEST(ComStructExamples, MembersAtTheStructuresIndent) {
     barrier.Transition.pResource = &resource.object;
     barrier.Transition.StateAfter = D3D12_RESOURCE_STATE_RENDER_TARGET;
     barrier.Transition.pResource->lpVtbl = &resource.vtbl;
-    ExpectGolden("resource_barrier_transition.txt",
+    ExpectGolden("com/values/resource_barrier_transition.txt",
                  Dump(PrintPtr_D3D12_RESOURCE_BARRIER, barrier,
                       "const D3D12_RESOURCE_BARRIER * pBarriers", 1));
     g_storedId = 0;
 
     D3D12_TEXTURE_COPY_LOCATION location = Zeroed<D3D12_TEXTURE_COPY_LOCATION>();
-    ExpectGolden("texture_copy_location.txt",
+    ExpectGolden("com/values/texture_copy_location.txt",
                  Dump(PrintPtr_D3D12_TEXTURE_COPY_LOCATION, location,
                       "const D3D12_TEXTURE_COPY_LOCATION * pDst", 1));
 }
@@ -114,7 +114,7 @@ TEST(ComStructExamples, IndirectArgument) {
     argument.Type = D3D12_INDIRECT_ARGUMENT_TYPE_CONSTANT;
     argument.Constant.RootParameterIndex = 2;
     argument.Constant.Num32BitValuesToSet = 4;
-    ExpectGolden("indirect_argument_constant.txt",
+    ExpectGolden("com/values/indirect_argument_constant.txt",
                  Dump(PrintPtr_D3D12_INDIRECT_ARGUMENT_DESC, argument,
                       "const D3D12_INDIRECT_ARGUMENT_DESC * pArgumentDescs", 1));
 }
@@ -138,7 +138,7 @@ TEST(ComStructExamples, RaytracingInputsFlatList) {
     inputs.NumDescs = 2;
     inputs.DescsLayout = D3D12_ELEMENTS_LAYOUT_ARRAY;
     inputs.pGeometryDescs = geometry;
-    ExpectGolden("raytracing_inputs_flat.txt",
+    ExpectGolden("com/values/raytracing_inputs_flat.txt",
                  Dump(PrintPtr_D3D12_BUILD_RAYTRACING_ACCELERATION_STRUCTURE_INPUTS, inputs,
                       "const D3D12_BUILD_RAYTRACING_ACCELERATION_STRUCTURE_INPUTS * pDesc", 1));
 }
@@ -217,7 +217,7 @@ TEST(ComStructExamples, ClearValuePrintsEveryMember) {
     clear.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
     clear.Color[0] = 1.0f;
     clear.Color[1] = 0.5f;
-    ExpectGolden("clear_value.txt",
+    ExpectGolden("com/values/clear_value.txt",
                  Dump(PrintPtr_D3D12_CLEAR_VALUE, clear,
                       "const D3D12_CLEAR_VALUE * pOptimizedClearValue", 1));
 }
@@ -229,7 +229,7 @@ TEST(ComStructExamples, ArrayOfPointers) {
     std::ostringstream os;
     PrintPtrArray_D3D12_VERSIONED_ROOT_SIGNATURE_DESC(
         array, 2, "const D3D12_VERSIONED_ROOT_SIGNATURE_DESC ** ppDesc", os, 1);
-    ExpectGolden("versioned_root_signature_array.txt", os.str());
+    ExpectGolden("com/values/versioned_root_signature_array.txt", os.str());
 
     std::ostringstream null;
     PrintPtrArray_D3D12_VERSIONED_ROOT_SIGNATURE_DESC(
@@ -239,7 +239,7 @@ TEST(ComStructExamples, ArrayOfPointers) {
 
 TEST(ComStructExamples, PointersShowTheFirstElement) {
     D3D12_CPU_DESCRIPTOR_HANDLE handles[2] = {{65536}, {65568}};
-    ExpectGolden("cpu_descriptor_handle.txt",
+    ExpectGolden("com/values/cpu_descriptor_handle.txt",
                  Dump(PrintPtr_D3D12_CPU_DESCRIPTOR_HANDLE, handles[0],
                       "const D3D12_CPU_DESCRIPTOR_HANDLE * pRenderTargetDescriptors", 1));
 
@@ -249,7 +249,7 @@ TEST(ComStructExamples, PointersShowTheFirstElement) {
                             "const D3D12_DISCARD_REGION * pRegion", 1);
     region.pRects = nullptr;
     text += Dump(PrintPtr_D3D12_DISCARD_REGION, region, "const D3D12_DISCARD_REGION * pRegion", 1);
-    ExpectGolden("discard_region.txt", text);
+    ExpectGolden("com/values/discard_region.txt", text);
 
     EXPECT_EQ(Dump(PrintPtr_DXGI_RGBA, DXGI_RGBA{0.5f, 0.0f, 1.0f, 1.0f},
                    "const DXGI_RGBA * pColor", 0),
@@ -268,7 +268,7 @@ TEST(ComStructExamples, LinkedListByRecursion) {
     D3D12_DRED_ALLOCATION_NODE second{nullptr, wide, D3D12_DRED_ALLOCATION_TYPE_FENCE, &third};
     D3D12_DRED_ALLOCATION_NODE first{name, nullptr, D3D12_DRED_ALLOCATION_TYPE_COMMAND_QUEUE,
                                      &second};
-    ExpectGolden("dred_allocation_list.txt",
+    ExpectGolden("com/values/dred_allocation_list.txt",
                  Dump(PrintPtr_D3D12_DRED_ALLOCATION_NODE, first,
                       "const D3D12_DRED_ALLOCATION_NODE * pHeadExistingAllocationNode", 1));
 }
@@ -277,7 +277,7 @@ TEST(ComStructExamples, FixedArraysAndLeftOutFields) {
     DXGI_GAMMA_CONTROL gamma = Zeroed<DXGI_GAMMA_CONTROL>();
     gamma.Scale = {1.0f, 0.5f, 0.25f};
     gamma.Offset.Blue = -0.0f;
-    ExpectGolden("gamma_control.txt",
+    ExpectGolden("com/values/gamma_control.txt",
                  Dump(PrintPtr_DXGI_GAMMA_CONTROL, gamma, "DXGI_GAMMA_CONTROL * pArray", 1));
 
     D3D11_VIDEO_PROCESSOR_COLOR_SPACE space{};
@@ -295,7 +295,7 @@ TEST(ComStructExamples, FixedArraysAndLeftOutFields) {
     stats.PresentCount = 7;
     stats.PresentRefreshCount = 8;
     stats.SyncRefreshCount = 9;
-    ExpectGolden("left_out_fields.txt",
+    ExpectGolden("com/values/left_out_fields.txt",
                  Dump(PrintPtr_D3D11_VIDEO_PROCESSOR_COLOR_SPACE, space,
                       "D3D11_VIDEO_PROCESSOR_COLOR_SPACE * pColorSpace", 0) +
                      Dump(PrintPtr_D3D11_VIDEO_COLOR, color, "D3D11_VIDEO_COLOR * pColor", 0) +

@@ -1,6 +1,6 @@
-// What the per-slot fakes and callers of the hook property tests share, for Vulkan and the
-// COM side alike: arguments as bit patterns held without allocating, the record of what each
-// fake received, and how callers make arguments unique to slot and position.
+// What the generated per-slot fakes and callers of the hook tests share, for Vulkan and the COM
+// side alike: arguments as bit patterns held without allocating, the record of what each fake
+// received, how callers make arguments in each mode, and what fakes write into outputs.
 #pragma once
 
 #include <array>
@@ -59,25 +59,53 @@ std::uint64_t Bits(const T& value) {
     }
 }
 
-inline std::uint64_t Seed(std::uint32_t slot, std::uint32_t position) {
-    return 0x5A5A000000000000ull ^ (std::uint64_t{slot} << 20) ^ (std::uint64_t{position} << 8) ^
-           (slot * 31u + position * 7u + 1u);
-}
-
 // How the callers make their arguments.
 enum class ArgMode {
     Unique,    // bit patterns unique to slot and position; nothing may read through the pointers
     Zeroed,    // pointers into zeroed memory (objects are fake objects), integers 1
-    Null,      // null pointers, integers 0
+    Null,      // null pointers (but for fixed arrays the API requires), integers 0
 };
 inline ArgMode g_argMode = ArgMode::Unique;
 
 // One block of zeroed memory per argument position, large enough for any structure a printer
-// reads behind it.
+// reads behind it; zeroed again before every call, since fakes write into them.
 constexpr std::size_t kZeroedBlock = 2048;
 alignas(64) inline unsigned char g_zeroedMemory[32 * kZeroedBlock];
 inline unsigned char* ZeroedBlock(std::uint32_t position) {
     return g_zeroedMemory + kZeroedBlock * (position % 32);
+}
+inline void PrepareArguments() {
+    if (g_argMode == ArgMode::Zeroed) std::memset(g_zeroedMemory, 0, sizeof g_zeroedMemory);
+}
+
+// The Capture Time ID that every fake object holds.
+constexpr std::uint64_t kFakeObjectId = 0x2a;
+// Stands in every entry of the fake objects' virtual table; the printers only ever call
+// GetPrivateData, whose arguments it takes.
+inline std::int32_t __attribute__((ms_abi)) FakeObjectGetPrivateData(void*, const void*,
+                                                                     std::uint32_t* size, void* data) {
+    if (size == nullptr || data == nullptr || *size < sizeof kFakeObjectId) return -2147024809;
+    std::memcpy(data, &kFakeObjectId, sizeof kFakeObjectId);
+    return 0;
+}
+struct FakeObjectVtbl {
+    FakeObjectVtbl() {
+        for (void*& entry : entries) entry = reinterpret_cast<void*>(&FakeObjectGetPrivateData);
+    }
+    void* entries[256];
+};
+inline const FakeObjectVtbl g_fakeObjectVtbl;
+inline struct {
+    const void* lpVtbl = &g_fakeObjectVtbl;
+} g_fakeObject;
+
+// COM interfaces are the structures that begin with a virtual table.
+template <typename T>
+concept ComObjectPointer = std::is_pointer_v<T> && requires(T p) { p->lpVtbl; };
+
+inline std::uint64_t Seed(std::uint32_t slot, std::uint32_t position) {
+    return 0x5A5A000000000000ull ^ (std::uint64_t{slot} << 20) ^ (std::uint64_t{position} << 8) ^
+           (slot * 31u + position * 7u + 1u);
 }
 
 // The argument of the Unique mode: no other slot or position receives it (for narrow types, as
@@ -104,13 +132,48 @@ T UniqueArg(std::uint32_t slot, std::uint32_t position) {
     }
 }
 
-// A scalar of the Zeroed (1) or Null (0) mode.
+// An argument in the present mode.
 template <typename T>
-T SmallArg() {
-    const std::uint64_t small = g_argMode == ArgMode::Null ? 0 : 1;
-    T value;
-    std::memcpy(&value, &small, sizeof value);
-    return value;
+T ArgFor(std::uint32_t slot, std::uint32_t position) {
+    if (g_argMode == ArgMode::Unique) return UniqueArg<T>(slot, position);
+    if constexpr (ComObjectPointer<T>) {
+        return g_argMode == ArgMode::Null ? nullptr : reinterpret_cast<T>(&g_fakeObject);
+    } else if constexpr (std::is_pointer_v<T>) {
+        return g_argMode == ArgMode::Null ? nullptr : reinterpret_cast<T>(ZeroedBlock(position));
+    } else if constexpr (std::is_floating_point_v<T> || std::is_class_v<T> || std::is_union_v<T>) {
+        return UniqueArg<T>(slot, position);
+    } else {
+        const std::uint64_t small = g_argMode == ArgMode::Null ? 0 : 1;
+        T value;
+        std::memcpy(&value, &small, sizeof value);
+        return value;
+    }
+}
+// A fixed array that the declaration requires is there in every mode but Unique.
+template <typename T>
+T RequiredArg(std::uint32_t slot, std::uint32_t position) {
+    if (g_argMode == ArgMode::Null) return reinterpret_cast<T>(ZeroedBlock(position));
+    return ArgFor<T>(slot, position);
+}
+// An interface id passed by reference: never null.
+template <typename T>
+const T& RefArg(std::uint32_t slot, std::uint32_t position) {
+    if (g_argMode == ArgMode::Unique) return *UniqueArg<const T*>(slot, position);
+    return *reinterpret_cast<const T*>(ZeroedBlock(position));
+}
+template <typename T>
+T ResultFor(std::uint32_t slot) {
+    return ArgFor<T>(slot, 99);
+}
+
+// What fakes write into their outputs, so that a dump shows it only if the hook called on first.
+template <typename T>
+void WriteSentinel(T* output, long long value) {
+    if (output != nullptr) *output = static_cast<T>(value);
+}
+template <typename T>
+void WriteObject(T** output) {
+    if (output != nullptr) *output = reinterpret_cast<T*>(&g_fakeObject);
 }
 
 struct CallResult {
@@ -127,5 +190,9 @@ struct HookCase {
     CallResult (*call)(void* hook);    // calls a hook through the slot's exact prototype
     bool returnsValue;
 };
+
+// Every slot of each API, in ascending slot order (generated).
+const std::vector<HookCase>& HookCases_vulkan();
+const std::vector<HookCase>& HookCases_com();
 
 }  // namespace tov::test

@@ -1,0 +1,20 @@
+// What the tests see of the layer's standard output. All of the tests' capture goes through
+// here, so that how it is taken (a stream buffer today) changes in one place.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "testhost.h"
+
+namespace tov::test {
+
+// Everything written to standard output while `call` runs.
+template <typename Call>
+std::string CaptureStdout(Call&& call) {
+    testhost::StdoutCapture out;
+    std::forward<Call>(call)();
+    return out.str();
+}
+
+}  // namespace tov::test
