@@ -17,7 +17,7 @@ find_path(TOV_DIRECTX_INCLUDE directx/d3d12.h)
 find_path(TOV_WSL_STUBS unknwn.h PATHS /usr/include/wsl/stubs NO_DEFAULT_PATH)
 
 set(_here ${CMAKE_CURRENT_LIST_DIR})
-set(_gen ${_here}/gen_layout_check.py)
+set(_gen ${TOV_TOOLS_DIR}/gen_layout_check.py)
 set(_decls ${PROJECT_BINARY_DIR}/src/generated)
 set(_outs "")
 

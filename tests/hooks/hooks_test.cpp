@@ -4,6 +4,7 @@
 // valid, so a hook that read through one would crash here.
 #include <set>
 
+#include "capture.h"
 #include "hook_tests.h"
 #include "slot_catalogue.h"
 
@@ -35,7 +36,7 @@ TEST_P(HooksOf, OrdinaryModeCallsOnAndLogsTheName) {
     for (const HookCase& c : GetParam().cases()) {
         FakeCalls().clear();
         testhost::LoggerCapture log;
-        testhost::StdoutCapture out;
+        StdoutCapture out;
         ExpectCalledOnOnce(c, c.call(routed.layer.hook(c.slot)));
         ASSERT_EQ(log.calls.size(), 1u) << c.name;
         const auto& logged = log.calls[0];

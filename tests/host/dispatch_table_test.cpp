@@ -4,13 +4,14 @@
 
 #include <cstring>
 
+#include "capture.h"
 #include "slot_catalogue.h"
 #include "testhost.h"
 #include "vulkan_api.h"
 
 using namespace tov;
 using testhost::LoggerCapture;
-using testhost::StdoutCapture;
+using test::StdoutCapture;
 
 namespace {
 

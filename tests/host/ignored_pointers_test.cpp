@@ -3,6 +3,7 @@
 // it), and must read through them whenever the API uses them.
 #include <gtest/gtest.h>
 
+#include "capture.h"
 #include "slot_catalogue.h"
 #include "testhost.h"
 #include "vulkan_api.h"
@@ -42,7 +43,7 @@ protected:
         return reinterpret_cast<F>(layer.hook(slot));
     }
     tov::testhost::Layer layer;
-    tov::testhost::StdoutCapture out;
+    tov::test::StdoutCapture out;
 };
 
 TEST_F(IgnoredPointers, QueueFamiliesOfExclusiveSharing) {

@@ -9,6 +9,9 @@
 
 namespace tov::test {
 
+// Collects everything written to standard output while it lives.
+using StdoutCapture = testhost::StdoutCapture;
+
 // Everything written to standard output while `call` runs.
 template <typename Call>
 std::string CaptureStdout(Call&& call) {

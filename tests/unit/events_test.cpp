@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "capture.h"
 #include "events.h"
 #include "printers.h"
 #include "testhost.h"
@@ -71,7 +72,7 @@ TEST(Uuid, ParsesOnlyTheStringForm) {
 }
 
 TEST(KeyframeSubscriber, WritesTheBannerOfKinds1And2Only) {
-    testhost::StdoutCapture out;
+    test::StdoutCapture out;
     testhost::LoggerCapture log;
     logging_layer::KeyframeSubscriber subscriber;
     for (std::uint32_t kind : {0u, 1u, 2u, 3u, 0xFFFFFFFFu}) {
@@ -86,7 +87,7 @@ TEST(KeyframeSubscriber, WritesTheBannerOfKinds1And2Only) {
 }
 
 TEST(LibraryReport, GoesToTheLoggerAsUtf8CutAt16383Bytes) {
-    testhost::StdoutCapture out;
+    test::StdoutCapture out;
     testhost::LoggerCapture log;
     logging_layer::LoggingLayerEventHandler handler;
     handler.OnLibraryLoaded(u"C:\\Spiele\\Grafik\u00fc\\d3d12.dll");
