@@ -21,23 +21,15 @@ inline std::string ReadFile(const std::string& path) {
     return text.str();
 }
 
-// The first differing line of two texts, with a few lines of each from there on.
+// The first line where two texts differ, with the next few lines of each.
 inline std::string FirstDifference(const std::string& expected, const std::string& actual) {
-    std::istringstream e(expected), a(actual);
-    std::string le, la;
-    for (int line = 1;; ++line) {
-        bool moreE = static_cast<bool>(std::getline(e, le));
-        bool moreA = static_cast<bool>(std::getline(a, la));
-        if (!moreE && !moreA) return "the texts differ only in their last line feed";
-        if (moreE == moreA && le == la) continue;
-        std::string out = "first difference at line " + std::to_string(line) + "\n  expected:\n";
-        for (int i = 0; i < 4 && moreE; ++i, moreE = static_cast<bool>(std::getline(e, le)))
-            out += "    |" + le + "|\n";
-        out += "  actual:\n";
-        for (int i = 0; i < 4 && moreA; ++i, moreA = static_cast<bool>(std::getline(a, la)))
-            out += "    |" + la + "|\n";
-        return out;
-    }
+    std::size_t at = 0, line = 1;
+    while (at < expected.size() && at < actual.size() && expected[at] == actual[at])
+        if (expected[at++] == '\n') ++line;
+    const std::size_t start = expected.rfind('\n', at == 0 ? 0 : at - 1) + 1;
+    auto lines = [start](const std::string& text) { return "    |" + text.substr(start, 240) + "|\n"; };
+    return "first difference at line " + std::to_string(line) + "\n  expected:\n" + lines(expected) +
+           "  actual:\n" + lines(actual);
 }
 
 inline void ExpectGolden(const std::string& name, const std::string& actual) {

@@ -89,8 +89,7 @@ struct VerboseLayer {
 
 TEST(ComExamples, MethodsOfTheTemplate) {
     VerboseLayer layer;
-    FakeObject context, device, device12, failing, zero, small, device10;
-    Arm<ID3D11DeviceChildVtbl>(context, 42);
+    FakeObject device, device12, failing, zero, small, device10;
     Arm<ID3D11DeviceVtbl>(device, 42);
     Arm<ID3D12ObjectVtbl>(device12, 42);
     Arm<ID3D11DeviceVtbl>(failing, 42, Tag::Fails);
@@ -103,9 +102,6 @@ TEST(ComExamples, MethodsOfTheTemplate) {
     void* object = nullptr;
     const char text[] = "frame start";
     const std::string out = CaptureStdout([&] {
-        HOOK(layer, ID3D11DeviceContext1, Draw)(context.as<ID3D11DeviceContext1>(), 3, 0);
-        Next<decltype(ID3D12Device1Vtbl::GetNodeCount)>::value = 1;
-        HOOK(layer, ID3D12Device1, GetNodeCount)(device12.as<ID3D12Device1>());
         HOOK(layer, ID3D11Device, QueryInterface)(device.as<ID3D11Device>(), IID_ID3D11Device, &object);
         Next<Ref>::value = 2;
         HOOK(layer, ID3D11Device, AddRef)(device.as<ID3D11Device>());
@@ -132,13 +128,6 @@ TEST(ComExamples, MethodsOfTheTemplate) {
 
 TEST(ComExamples, ExportedFunctions) {
     VerboseLayer layer;
-    const D3D_FEATURE_LEVEL levels[2] = {D3D_FEATURE_LEVEL_11_1, D3D_FEATURE_LEVEL_11_0};
-    D3D_FEATURE_LEVEL chosen = D3D_FEATURE_LEVEL_11_0;
-    Next<PFN_D3D11CreateDevice>::body = [](IDXGIAdapter*, D3D_DRIVER_TYPE, HMODULE, UINT,
-                                           const D3D_FEATURE_LEVEL*, UINT, UINT, ID3D11Device**,
-                                           D3D_FEATURE_LEVEL* level, ID3D11DeviceContext**) {
-        *level = D3D_FEATURE_LEVEL_11_1;
-    };
     Next<PFN_CreateDXGIFactory>::value = -2147024809;
     void* device = nullptr;
     const std::string out = CaptureStdout([&] {
@@ -146,43 +135,25 @@ TEST(ComExamples, ExportedFunctions) {
         layer.Hook<PFN_CreateDXGIFactory>(slots::CreateDXGIFactory)(IID_IDXGIFactory, nullptr);
         layer.Hook<PFN_D3D12CreateDevice>(slots::D3D12CreateDevice)(nullptr, D3D_FEATURE_LEVEL_11_0,
                                                                      IID_ID3D12Device, &device);
-        layer.Hook<PFN_D3D11CreateDevice>(slots::D3D11CreateDevice)(
-            nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, 2, levels, 2, 7, nullptr, &chosen, nullptr);
     });
     ExpectGolden("com/functions.txt", out);
 }
 
-TEST(ComExamples, PresentEndsTheFrameInVerboseModeOnly) {
+TEST(ComExamples, PresentEndsTheFrame) {
+    VerboseLayer layer;
     FakeObject swapChain;
     Arm<IDXGIObjectVtbl>(swapChain, 7);
-    {
-        VerboseLayer layer;
-        Next<decltype(IDXGISwapChain4Vtbl::Present1)>::value = -2005270527;   // DXGI_ERROR_INVALID_CALL
-        ExpectGolden("com/present.txt", CaptureStdout([&] {
-                         HOOK(layer, IDXGISwapChain3, Present)(swapChain.as<IDXGISwapChain3>(), 1, 0);
-                         HOOK(layer, IDXGISwapChain4, Present1)(swapChain.as<IDXGISwapChain4>(), 0, 2, nullptr);
-                     }));
-    }
-    testhost::Layer layer;
-    layer.GetDispatchTable();
-    using P = decltype(IDXGISwapChainVtbl::Present);
-    layer.Route(slots::IDXGISwapChain_Present, reinterpret_cast<void*>(&Next<P>::Fn));
-    swapChain.reads = 0;
-    testhost::LoggerCapture log;
-    EXPECT_EQ(CaptureStdout([&] {
-                  reinterpret_cast<P>(layer.hook(slots::IDXGISwapChain_Present))(swapChain.as<IDXGISwapChain>(), 1, 0);
-              }),
-              "");
-    ASSERT_EQ(log.calls.size(), 1u);
-    EXPECT_EQ(log.calls[0].message, "IDXGISwapChain::Present");
-    EXPECT_EQ(swapChain.reads, 0);
+    Next<decltype(IDXGISwapChain4Vtbl::Present1)>::value = -2005270527;   // DXGI_ERROR_INVALID_CALL
+    ExpectGolden("com/present.txt", CaptureStdout([&] {
+                     HOOK(layer, IDXGISwapChain3, Present)(swapChain.as<IDXGISwapChain3>(), 1, 0);
+                     HOOK(layer, IDXGISwapChain4, Present1)(swapChain.as<IDXGISwapChain4>(), 0, 2, nullptr);
+                 }));
 }
 
 TEST(ComExamples, CreatingMethodsAndCountedArrays) {
     VerboseLayer layer;
-    FakeObject context, device, device12, factory, adapter, shader, decoder, sampler, buffer, lists[3];
+    FakeObject context, device12, factory, adapter, shader, decoder, sampler, buffer, lists[3];
     Arm<ID3D11DeviceChildVtbl>(context, 42);
-    Arm<ID3D11DeviceVtbl>(device, 42);
     Arm<ID3D12ObjectVtbl>(device12, 42);
     Arm<ID3D11DeviceChildVtbl>(buffer, 43);
     Arm<IDXGIObjectVtbl>(factory, 42);
@@ -193,8 +164,6 @@ TEST(ComExamples, CreatingMethodsAndCountedArrays) {
     Arm<ID3D12ObjectVtbl>(lists[0], 1);
     Arm<ID3D12ObjectVtbl>(lists[1], 0);
     Arm<ID3D12ObjectVtbl>(lists[2], 3, Tag::Fails);
-    Next<decltype(ID3D11Device2Vtbl::CreateDeferredContext)>::body =
-        [&](ID3D11Device2*, UINT, ID3D11DeviceContext** out) { *out = context.as<ID3D11DeviceContext>(); };
     using Enum = decltype(IDXGIFactory1Vtbl::EnumAdapters);
     Next<Enum>::body = [&](IDXGIFactory1*, UINT, IDXGIAdapter** out) { *out = adapter.as<IDXGIAdapter>(); };
     Next<decltype(ID3D11DeviceContextVtbl::PSGetSamplers)>::body =
@@ -209,8 +178,6 @@ TEST(ComExamples, CreatingMethodsAndCountedArrays) {
     using Buffer = decltype(ID3D11VideoContextVtbl::GetDecoderBuffer);
     Next<Buffer>::body = [](ID3D11VideoContext*, ID3D11VideoDecoder*, D3D11_VIDEO_DECODER_BUFFER_TYPE,
                             UINT* size, void**) { *size = 3; };
-    ID3D11DeviceContext* newContext = nullptr;
-    void* allocator = nullptr;
     IDXGIAdapter* newAdapter = nullptr;
     // Not an object: reading an id through it would crash.
     IDXGIAdapter* unwritten = reinterpret_cast<IDXGIAdapter*>(std::uintptr_t{0x10});
@@ -224,9 +191,6 @@ TEST(ComExamples, CreatingMethodsAndCountedArrays) {
     UINT instanceCount = 4, size = 0;
     void* data = nullptr;
     const std::string out = CaptureStdout([&] {
-        HOOK(layer, ID3D11Device2, CreateDeferredContext)(device.as<ID3D11Device2>(), 0, &newContext);
-        HOOK(layer, ID3D12Device, CreateCommandAllocator)(device12.as<ID3D12Device>(), D3D12_COMMAND_LIST_TYPE{},
-                                                          IID_ID3D12CommandAllocator, &allocator);
         const auto enumAdapters = HOOK(layer, IDXGIFactory1, EnumAdapters);
         enumAdapters(factory.as<IDXGIFactory1>(), 0, &newAdapter);
         // A failed call may leave its out-objects unwritten: they are not read.
@@ -254,33 +218,17 @@ TEST(ComExamples, CreatingMethodsAndCountedArrays) {
 
 TEST(ComExamples, ValuesOfEveryKind) {
     VerboseLayer layer;
-    FakeObject list, device10, factory, context;
-    Arm<ID3D12ObjectVtbl>(list, 42);
+    FakeObject device10, context;
     Arm<ID3D10DeviceVtbl>(device10, 0);
-    Arm<IDXGIObjectVtbl>(factory, 42);
     Arm<ID3D11DeviceChildVtbl>(context, 42);
-    static D3D12_RESOURCE_DESC storage{};
-    Next<decltype(ID3D12Resource2Vtbl::GetDesc)>::value = &storage;
     Next<decltype(ID3D11DeviceContextVtbl::GetResourceMinLOD)>::value = 2.5f;
-    HWND window = nullptr;
-    void* mapped = &window;
-    D3D12_RESOURCE_DESC desc{};
     const float factor[4] = {0.5f, 1.0f, 0.25f, 0.0f};
     const std::string out = CaptureStdout([&] {
-        HOOK(layer, ID3D12GraphicsCommandList, ClearDepthStencilView)(
-            list.as<ID3D12GraphicsCommandList>(), D3D12_CPU_DESCRIPTOR_HANDLE{}, D3D12_CLEAR_FLAGS{}, 1.0f, 0, 0, nullptr);
         HOOK(layer, ID3D10Device, DrawIndexed)(device10.as<ID3D10Device>(), 36, 0, -5);
-        HOOK(layer, IDXGIFactory, GetWindowAssociation)(factory.as<IDXGIFactory>(), &window);
-        HOOK(layer, ID3D12Resource1, Map)(list.as<ID3D12Resource1>(), 0, nullptr, &mapped);
-        HOOK(layer, ID3D12GraphicsCommandList, IASetPrimitiveTopology)(list.as<ID3D12GraphicsCommandList>(), {});
         // An optional array of four numbers may be null: it shows as a null pointer does.
         const auto setBlend = HOOK(layer, ID3D11DeviceContext, OMSetBlendState);
         setBlend(context.as<ID3D11DeviceContext>(), nullptr, nullptr, 0xffffffffu);
         setBlend(context.as<ID3D11DeviceContext>(), nullptr, factor, 1);
-        // Results that are not shown: a structure, a handle, a pointer.
-        HOOK(layer, ID3D12Resource2, GetDesc)(list.as<ID3D12Resource2>(), &desc);
-        HOOK(layer, IDXGISwapChain2, GetFrameLatencyWaitableObject)(factory.as<IDXGISwapChain2>());
-        HOOK(layer, ID3D10Blob, GetBufferPointer)(device10.as<ID3D10Blob>());
         HOOK(layer, ID3D11DeviceContext, GetResourceMinLOD)(context.as<ID3D11DeviceContext>(), nullptr);
     });
     ExpectGolden("com/values.txt", out);
@@ -290,14 +238,11 @@ TEST(ComExamples, ValuesOfEveryKind) {
 // declared interface's), arrays, and enums with several names, shared by API versions, or with
 // values whose high bit is set.
 TEST(ComExamples, PrintersCalledDirectly) {
-    FakeObject texture, device, device12, swapChain, heap;
+    FakeObject texture, device, device12, swapChain;
     Arm<ID3D11DeviceChildVtbl>(texture, 1);
     Arm<ID3D11DeviceVtbl>(device, 0x0123456789abcdefull);
     Arm<ID3D12ObjectVtbl>(device12, 3);
     Arm<IDXGIObjectVtbl>(swapChain, 4);
-    Arm<ID3D12ObjectVtbl>(heap, 0);
-    ID3D12Pageable* pageables[12];
-    for (auto& p : pageables) p = heap.as<ID3D12Pageable>();
     void* values[] = {nullptr, reinterpret_cast<void*>(0x10)};
     const std::uint32_t enums[][2] = {
         {0, 0}, {0x200, 0}, {0xC0, 1}, {3, 1}, {4, 2}, {64, 2}, {6, 2}, {0, 3}, {11, 3},
@@ -318,7 +263,6 @@ TEST(ComExamples, PrintersCalledDirectly) {
     PrintObject_ID3D12Device(device12.as<ID3D12Device>(), "ID3D12Device* self", os, 0);
     PrintObject_IDXGISwapChain4(swapChain.as<IDXGISwapChain4>(), "IDXGISwapChain4* self", os, 1);
     PrintObject_ID3D11DepthStencilView(nullptr, "ID3D11DepthStencilView * pDepthStencilView", os, 1);
-    PrintArray_ID3D12Pageable(pageables, 12, "ID3D12Pageable *const * ppObjects", os, 1);
     PrintArray_ID3D11Buffer(nullptr, 2, "ID3D11Buffer ** ppBuffer", os, 1);
     PrintArray_voidptr(values, 1, "void ** ppvObject", os, 1);
     PrintArray_voidptr_tight(values, 2, "void ** ppData", os, 1);
@@ -327,7 +271,6 @@ TEST(ComExamples, PrintersCalledDirectly) {
         printers[printer].first(boxed.get(), printers[printer].second, os, 1);
     }
     PrintPtr_DXGI_FORMAT(nullptr, "const DXGI_FORMAT * pSupportedFormats", os, 1);
-    EXPECT_EQ(heap.reads, 12);
     ExpectGolden("com/printers.txt", os.str());
 }
 

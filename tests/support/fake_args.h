@@ -24,12 +24,11 @@ struct Args {
     std::uint32_t count = 0;
 };
 
+// Every call any fake received, in order (reserve ahead to keep calls allocation-free).
 struct FakeCall {
     std::uint32_t slot;
     Args args;
 };
-
-// Every call any fake received, in order (reserve ahead to keep calls allocation-free).
 inline std::vector<FakeCall>& FakeCalls() {
     static std::vector<FakeCall> calls;
     return calls;
@@ -88,13 +87,10 @@ inline std::int32_t __attribute__((ms_abi)) FakeObjectGetPrivateData(void*, cons
     std::memcpy(data, &kFakeObjectId, sizeof kFakeObjectId);
     return 0;
 }
-struct FakeObjectVtbl {
-    FakeObjectVtbl() {
-        for (void*& entry : entries) entry = reinterpret_cast<void*>(&FakeObjectGetPrivateData);
-    }
+inline const struct FakeObjectVtbl {
+    FakeObjectVtbl() { for (void*& entry : entries) entry = reinterpret_cast<void*>(&FakeObjectGetPrivateData); }
     void* entries[256];
-};
-inline const FakeObjectVtbl g_fakeObjectVtbl;
+} g_fakeObjectVtbl;
 inline struct {
     const void* lpVtbl = &g_fakeObjectVtbl;
 } g_fakeObject;
@@ -103,17 +99,13 @@ inline struct {
 template <typename T>
 concept ComObjectPointer = std::is_pointer_v<T> && requires(T p) { p->lpVtbl; };
 
-inline std::uint64_t Seed(std::uint32_t slot, std::uint32_t position) {
-    return 0x5A5A000000000000ull ^ (std::uint64_t{slot} << 20) ^ (std::uint64_t{position} << 8) ^
-           (slot * 31u + position * 7u + 1u);
-}
-
 // The argument of the Unique mode: no other slot or position receives it (for narrow types, as
 // far as the width allows). Its pointers are never valid: a hook that read through one would
 // crash the test.
 template <typename T>
 T UniqueArg(std::uint32_t slot, std::uint32_t position) {
-    const std::uint64_t seed = Seed(slot, position);
+    const std::uint64_t seed = 0x5A5A000000000000ull ^ (std::uint64_t{slot} << 20) ^
+                               (std::uint64_t{position} << 8) ^ (slot * 31u + position * 7u + 1u);
     if constexpr (std::is_pointer_v<T>) {
         return reinterpret_cast<T>(static_cast<std::uintptr_t>(seed & ~std::uint64_t{7}));
     } else if constexpr (std::is_floating_point_v<T>) {
