@@ -210,7 +210,7 @@ void Claim(Host& host, Object& object, Level level, const char* kind) {
     object.logged = true;
 }
 
-void Release(Host& host, std::vector<Object>& objects, void* key, Claims& claims) {
+void Release(std::vector<Object>& objects, void* key, Claims& claims) {
     for (auto it = objects.begin(); it != objects.end(); ++it) {
         if (it->key != key) continue;
         if (it->logged) --claims.liveObjects;
@@ -230,12 +230,55 @@ PFN_vkVoidFunction Answer(Host& host, const Object& object, const SlotName& row)
     return reinterpret_cast<PFN_vkVoidFunction>(own);
 }
 
+// The loader's link information in a create call's chain, advanced for the next layer: the
+// next layer's resolvers, or null (with a message) for a call that did not come from the loader.
 template <typename Info>
-Info* FindLinkInfo(const void* pNext, VkStructureType type) {
+auto* TakeLayerLink(const void* pNext, VkStructureType type, const char* call) {
     auto* info = static_cast<Info*>(const_cast<void*>(pNext));
     while (info != nullptr && !(info->sType == type && info->function == VK_LAYER_LINK_INFO))
         info = static_cast<Info*>(const_cast<void*>(info->pNext));
-    return info;
+    if (info == nullptr || info->u.pLayerInfo == nullptr) {
+        std::fprintf(stderr, "%s: %s was not called by the Vulkan loader (no layer link information)\n",
+                     kPrefix, call);
+        return decltype(info->u.pLayerInfo){};
+    }
+    auto* link = info->u.pLayerInfo;
+    info->u.pLayerInfo = link->pNext;
+    return link;
+}
+
+// A created instance or device: learns its next functions through `resolve`, keeps them and
+// claims the free slots of its level.
+template <typename Handle, typename Resolve>
+void Adopt(Handle handle, Level level, Resolve resolve, Object object) {
+    object.handle = handle;
+    object.key = DispatchKey(handle);
+    object.nextDestroy = resolve(handle, level == Level::Instance ? "vkDestroyInstance" : "vkDestroyDevice");
+    for (const SlotName& row : kSlotNames)
+        if (row.level == level && !IsHostSlot(row.slot))
+            object.next[row.slot] = reinterpret_cast<void*>(resolve(handle, row.name));
+    Host& host = TheHost();
+    std::lock_guard<std::mutex> lock(host.mutex);
+    Claim(host, object, level, level == Level::Instance ? "instance" : "device");
+    (level == Level::Instance ? host.instances : host.devices).push_back(object);
+}
+
+// A destroyed instance or device: the next layer destroys it, then its claim on the slots goes.
+template <typename Handle>
+void Forget(Handle handle, const VkAllocationCallbacks* pAllocator, Level level) {
+    if (handle == VK_NULL_HANDLE) return;
+    Host& host = TheHost();
+    std::vector<Object>& objects = level == Level::Instance ? host.instances : host.devices;
+    void* key = DispatchKey(handle);
+    PFN_vkVoidFunction destroy = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(host.mutex);
+        if (Object* object = FindObject(objects, key)) destroy = object->nextDestroy;
+    }
+    if (destroy != nullptr)
+        reinterpret_cast<void(VKAPI_PTR*)(Handle, const VkAllocationCallbacks*)>(destroy)(handle, pAllocator);
+    std::lock_guard<std::mutex> lock(host.mutex);
+    Release(objects, key, level == Level::Instance ? host.instanceClaims : host.deviceClaims);
 }
 
 // --- The host's functions in the six slots -------------------------------------------------------
@@ -284,66 +327,34 @@ VKAPI_ATTR PFN_vkVoidFunction VKAPI_CALL HostGetDeviceProcAddr(VkDevice device,
 VKAPI_ATTR VkResult VKAPI_CALL HostCreateInstance(const VkInstanceCreateInfo* pCreateInfo,
                                                   const VkAllocationCallbacks* pAllocator,
                                                   VkInstance* pInstance) {
-    auto* link = FindLinkInfo<VkLayerInstanceCreateInfo>(
-        pCreateInfo->pNext, VK_STRUCTURE_TYPE_LOADER_INSTANCE_CREATE_INFO);
-    if (link == nullptr || link->u.pLayerInfo == nullptr) {
-        std::fprintf(stderr, "%s: vkCreateInstance was not called by the Vulkan loader"
-                     " (no layer link information)\n", kPrefix);
-        return VK_ERROR_INITIALIZATION_FAILED;
-    }
-    const PFN_vkGetInstanceProcAddr nextGipa = link->u.pLayerInfo->pfnNextGetInstanceProcAddr;
-    link->u.pLayerInfo = link->u.pLayerInfo->pNext;
+    auto* link = TakeLayerLink<VkLayerInstanceCreateInfo>(
+        pCreateInfo->pNext, VK_STRUCTURE_TYPE_LOADER_INSTANCE_CREATE_INFO, "vkCreateInstance");
+    if (link == nullptr) return VK_ERROR_INITIALIZATION_FAILED;
+    const PFN_vkGetInstanceProcAddr nextGipa = link->pfnNextGetInstanceProcAddr;
     auto create = reinterpret_cast<PFN_vkCreateInstance>(nextGipa(nullptr, "vkCreateInstance"));
     if (create == nullptr) return VK_ERROR_INITIALIZATION_FAILED;
     const VkResult result = create(pCreateInfo, pAllocator, pInstance);
     if (result != VK_SUCCESS) return result;
-
     Object object;
-    object.handle = *pInstance;
-    object.key = DispatchKey(*pInstance);
     object.nextGetInstanceProcAddr = nextGipa;
-    object.nextDestroy = nextGipa(*pInstance, "vkDestroyInstance");
-    for (const SlotName& row : kSlotNames)
-        if (row.level == Level::Instance && !IsHostSlot(row.slot))
-            object.next[row.slot] = reinterpret_cast<void*>(nextGipa(*pInstance, row.name));
-    Host& host = TheHost();
-    std::lock_guard<std::mutex> lock(host.mutex);
-    Claim(host, object, Level::Instance, "instance");
-    host.instances.push_back(object);
+    Adopt(*pInstance, Level::Instance, nextGipa, object);
     return result;
 }
 
 VKAPI_ATTR void VKAPI_CALL HostDestroyInstance(VkInstance instance,
                                                const VkAllocationCallbacks* pAllocator) {
-    if (instance == VK_NULL_HANDLE) return;
-    Host& host = TheHost();
-    void* key = DispatchKey(instance);
-    PFN_vkDestroyInstance destroy = nullptr;
-    {
-        std::lock_guard<std::mutex> lock(host.mutex);
-        if (Object* object = FindObject(host.instances, key))
-            destroy = reinterpret_cast<PFN_vkDestroyInstance>(object->nextDestroy);
-    }
-    if (destroy != nullptr) destroy(instance, pAllocator);
-    std::lock_guard<std::mutex> lock(host.mutex);
-    Release(host, host.instances, key, host.instanceClaims);
+    Forget(instance, pAllocator, Level::Instance);
 }
 
 VKAPI_ATTR VkResult VKAPI_CALL HostCreateDevice(VkPhysicalDevice physicalDevice,
                                                 const VkDeviceCreateInfo* pCreateInfo,
                                                 const VkAllocationCallbacks* pAllocator,
                                                 VkDevice* pDevice) {
-    auto* link = FindLinkInfo<VkLayerDeviceCreateInfo>(pCreateInfo->pNext,
-                                                       VK_STRUCTURE_TYPE_LOADER_DEVICE_CREATE_INFO);
-    if (link == nullptr || link->u.pLayerInfo == nullptr) {
-        std::fprintf(stderr, "%s: vkCreateDevice was not called by the Vulkan loader"
-                     " (no layer link information)\n", kPrefix);
-        return VK_ERROR_INITIALIZATION_FAILED;
-    }
-    const PFN_vkGetInstanceProcAddr nextGipa = link->u.pLayerInfo->pfnNextGetInstanceProcAddr;
-    const PFN_vkGetDeviceProcAddr nextGdpa = link->u.pLayerInfo->pfnNextGetDeviceProcAddr;
-    link->u.pLayerInfo = link->u.pLayerInfo->pNext;
-
+    auto* link = TakeLayerLink<VkLayerDeviceCreateInfo>(
+        pCreateInfo->pNext, VK_STRUCTURE_TYPE_LOADER_DEVICE_CREATE_INFO, "vkCreateDevice");
+    if (link == nullptr) return VK_ERROR_INITIALIZATION_FAILED;
+    const PFN_vkGetInstanceProcAddr nextGipa = link->pfnNextGetInstanceProcAddr;
+    const PFN_vkGetDeviceProcAddr nextGdpa = link->pfnNextGetDeviceProcAddr;
     Host& host = TheHost();
     VkInstance instance = VK_NULL_HANDLE;
     {
@@ -355,35 +366,14 @@ VKAPI_ATTR VkResult VKAPI_CALL HostCreateDevice(VkPhysicalDevice physicalDevice,
     if (create == nullptr) return VK_ERROR_INITIALIZATION_FAILED;
     const VkResult result = create(physicalDevice, pCreateInfo, pAllocator, pDevice);
     if (result != VK_SUCCESS) return result;
-
     Object object;
-    object.handle = *pDevice;
-    object.key = DispatchKey(*pDevice);
     object.nextGetDeviceProcAddr = nextGdpa;
-    object.nextDestroy = nextGdpa(*pDevice, "vkDestroyDevice");
-    for (const SlotName& row : kSlotNames)
-        if (row.level == Level::Device && !IsHostSlot(row.slot))
-            object.next[row.slot] = reinterpret_cast<void*>(nextGdpa(*pDevice, row.name));
-    std::lock_guard<std::mutex> lock(host.mutex);
-    Claim(host, object, Level::Device, "device");
-    host.devices.push_back(object);
+    Adopt(*pDevice, Level::Device, nextGdpa, object);
     return result;
 }
 
-VKAPI_ATTR void VKAPI_CALL HostDestroyDevice(VkDevice device,
-                                             const VkAllocationCallbacks* pAllocator) {
-    if (device == VK_NULL_HANDLE) return;
-    Host& host = TheHost();
-    void* key = DispatchKey(device);
-    PFN_vkDestroyDevice destroy = nullptr;
-    {
-        std::lock_guard<std::mutex> lock(host.mutex);
-        if (Object* object = FindObject(host.devices, key))
-            destroy = reinterpret_cast<PFN_vkDestroyDevice>(object->nextDestroy);
-    }
-    if (destroy != nullptr) destroy(device, pAllocator);
-    std::lock_guard<std::mutex> lock(host.mutex);
-    Release(host, host.devices, key, host.deviceClaims);
+VKAPI_ATTR void VKAPI_CALL HostDestroyDevice(VkDevice device, const VkAllocationCallbacks* pAllocator) {
+    Forget(device, pAllocator, Level::Device);
 }
 
 PFN_vkVoidFunction HostFunction(std::uint16_t slot) {
