@@ -71,21 +71,6 @@ TEST(Uuid, ParsesOnlyTheStringForm) {
     EXPECT_EQ(id.Data1, 0u);
 }
 
-TEST(KeyframeSubscriber, WritesTheBannerOfKinds1And2Only) {
-    test::StdoutCapture out;
-    testhost::LoggerCapture log;
-    logging_layer::KeyframeSubscriber subscriber;
-    for (std::uint32_t kind : {0u, 1u, 2u, 3u, 0xFFFFFFFFu}) {
-        common::KeyframeAppliedEvent event;
-        event.kind = kind;
-        subscriber.OnEvent(nullptr, &event);
-    }
-    EXPECT_EQ(out.str(),
-              "===================Keyframe Applied===================\n"
-              "===================Deferred Initialization Ends===================\n");
-    EXPECT_TRUE(log.calls.empty());
-}
-
 TEST(LibraryReport, GoesToTheLoggerAsUtf8CutAt16383Bytes) {
     test::StdoutCapture out;
     testhost::LoggerCapture log;
