@@ -29,7 +29,6 @@ HEAD = """\
 #undef REFIID
 #undef REFGUID
 namespace ours {{
-#define TOV_COM_OWN_WIN32_TYPES
 #include "com_api.h"
 }}  // namespace ours
 

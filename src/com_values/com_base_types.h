@@ -4,8 +4,7 @@
 // of these APIs declare them, so the layer can stand in front of one unchanged.
 //
 // Included by the generated com_api.h. The layout check compiles these declarations next to
-// another set of Windows headers inside a namespace of their own; it defines
-// TOV_COM_OWN_WIN32_TYPES, and the few types that tov/win32.h otherwise gives come from here.
+// another set of Windows headers inside a namespace of their own.
 #pragma once
 
 #include <cstddef>
@@ -13,31 +12,7 @@
 
 #define TOV_COM_CALL __attribute__((ms_abi))
 
-#ifdef TOV_COM_OWN_WIN32_TYPES
-typedef int BOOL;
-typedef std::uint32_t DWORD;
-typedef void* HANDLE;
-typedef struct HINSTANCE__* HINSTANCE;
-typedef HINSTANCE HMODULE;
-typedef struct HWND__* HWND;
-typedef struct HMONITOR__* HMONITOR;
-typedef char16_t WCHAR;
-typedef const WCHAR* LPCWSTR;
-typedef void* LPVOID;
-typedef struct _SECURITY_ATTRIBUTES {
-    DWORD nLength;
-    LPVOID lpSecurityDescriptor;
-    BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES;
-typedef struct _GUID {
-    std::uint32_t Data1;
-    std::uint16_t Data2;
-    std::uint16_t Data3;
-    std::uint8_t Data4[8];
-} GUID, UUID;
-#else
-#include "tov/win32.h"
-#endif
+#include "tov/win32_types.h"
 
 typedef std::uint8_t BYTE;
 typedef std::int8_t INT8;

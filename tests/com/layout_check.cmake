@@ -35,7 +35,7 @@ if(TOV_MINGW_CXX AND TOV_MINGW_INCLUDE)
   list(APPEND _outs ${_out})
   add_test(NAME com_layout_matches_mingw_headers
     COMMAND ${TOV_MINGW_CXX} -std=c++20 -fsyntax-only -I${_decls}
-            -I${PROJECT_SOURCE_DIR}/src/com_values ${_out})
+            -I${PROJECT_SOURCE_DIR}/src/com_values -I${PROJECT_SOURCE_DIR}/platform/include ${_out})
 else()
   message(STATUS "Layout check against mingw-w64 skipped: install g++-mingw-w64-x86-64")
 endif()
@@ -52,7 +52,7 @@ if(TOV_DIRECTX_INCLUDE AND TOV_WSL_STUBS)
   list(APPEND _outs ${_out})
   add_test(NAME com_layout_matches_directx_headers
     COMMAND ${CMAKE_CXX_COMPILER} -std=c++20 -fsyntax-only -I${TOV_WSL_STUBS} -I${_h}
-            -I${_decls} -I${PROJECT_SOURCE_DIR}/src/com_values ${_out})
+            -I${_decls} -I${PROJECT_SOURCE_DIR}/src/com_values -I${PROJECT_SOURCE_DIR}/platform/include ${_out})
 else()
   message(STATUS "Layout check against directx-headers skipped: install directx-headers-dev")
 endif()

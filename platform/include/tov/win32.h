@@ -4,30 +4,9 @@
 
 #include <cstdint>
 
-typedef int BOOL;
-typedef std::uint32_t DWORD;
-typedef void* HANDLE;
-typedef struct HINSTANCE__* HINSTANCE;
-typedef HINSTANCE HMODULE;
-typedef struct HWND__* HWND;
-typedef struct HMONITOR__* HMONITOR;
-typedef char16_t WCHAR;
-typedef const WCHAR* LPCWSTR;
-typedef void* LPVOID;
+#include "tov/win32_types.h"
+
 typedef std::int32_t RPC_STATUS;
-
-typedef struct _SECURITY_ATTRIBUTES {
-    DWORD nLength;
-    LPVOID lpSecurityDescriptor;
-    BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES;
-
-typedef struct _GUID {
-    std::uint32_t Data1;
-    std::uint16_t Data2;
-    std::uint16_t Data3;
-    std::uint8_t Data4[8];
-} GUID, UUID;
 
 #define DLL_PROCESS_DETACH 0
 #define DLL_PROCESS_ATTACH 1
