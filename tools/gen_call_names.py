@@ -4,15 +4,14 @@ header lines it accepts.
 
 Usage: gen_call_names.py OUT_FILE
 """
-import sys
-
 import apitable
 
 
-def main() -> None:
+def generate(args: list[str]) -> list[str]:
     names = [s.call_name for s in apitable.all_slots()]
-    apitable.write_if_changed(sys.argv[1], "".join(name + "\n" for name in names))
+    apitable.write_if_changed(args[0], "".join(name + "\n" for name in names))
+    return [args[0]]
 
 
 if __name__ == "__main__":
-    main()
+    apitable.run(generate)

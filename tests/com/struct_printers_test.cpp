@@ -37,16 +37,18 @@ T Zeroed() {
     return value;
 }
 
+// Values deeper in first: a value below another's line at a smaller indent would read as its
+// content.
 TEST(ComStructs, WorkedExamples) {
-    std::ostringstream os;
+    std::ostringstream os, last;
+    const LUID luid{49853, 0};
+    Print_LUID(&luid, "LUID AdapterLuid", os, 2);
     D3D11_BUFFER_DESC buffer = Zeroed<D3D11_BUFFER_DESC>();
     buffer.ByteWidth = 256;
     buffer.BindFlags = 1;
     PrintPtr_D3D11_BUFFER_DESC(&buffer, "const D3D11_BUFFER_DESC * pDesc", os, 1);
     const RECT rect{0, -8, 640, 480};
     PrintPtr_RECT(&rect, "RECT * pRect", os, 1);
-    const LUID luid{49853, 0};
-    Print_LUID(&luid, "LUID AdapterLuid", os, 2);
 
     // Members printed in line with the structure's label, objects with and without an id.
     FakeResource tagged(0x2c), before(0), after(0);
@@ -57,7 +59,7 @@ TEST(ComStructs, WorkedExamples) {
     barrier.Type = D3D12_RESOURCE_BARRIER_TYPE_ALIASING;
     barrier.Aliasing.pResourceBefore = &before.object;
     barrier.Aliasing.pResourceAfter = &after.object;
-    Print_D3D12_RESOURCE_BARRIER(&barrier, "D3D12_RESOURCE_BARRIER b", os, 0);
+    Print_D3D12_RESOURCE_BARRIER(&barrier, "D3D12_RESOURCE_BARRIER b", last, 0);
     const D3D12_TEXTURE_COPY_LOCATION location = Zeroed<D3D12_TEXTURE_COPY_LOCATION>();
     PrintPtr_D3D12_TEXTURE_COPY_LOCATION(&location, "const D3D12_TEXTURE_COPY_LOCATION * pDst", os, 1);
     D3D12_INDIRECT_ARGUMENT_DESC argument = Zeroed<D3D12_INDIRECT_ARGUMENT_DESC>();
@@ -92,7 +94,7 @@ TEST(ComStructs, WorkedExamples) {
     const D3D12_RAYTRACING_GEOMETRY_DESC* list[2] = {&geometry[0], nullptr};
     inputs.DescsLayout = D3D12_ELEMENTS_LAYOUT_ARRAY_OF_POINTERS;
     inputs.ppGeometryDescs = list;
-    PrintPtr_D3D12_BUILD_RAYTRACING_ACCELERATION_STRUCTURE_INPUTS(&inputs, inputsLabel, os, 0);
+    PrintPtr_D3D12_BUILD_RAYTRACING_ACCELERATION_STRUCTURE_INPUTS(&inputs, inputsLabel, last, 0);
 
     // Every member of the clear value; arrays of pointers; pointers show their first element.
     D3D12_CLEAR_VALUE clear = Zeroed<D3D12_CLEAR_VALUE>();
@@ -113,8 +115,8 @@ TEST(ComStructs, WorkedExamples) {
     region.pRects = nullptr;
     PrintPtr_D3D12_DISCARD_REGION(&region, "const D3D12_DISCARD_REGION * pRegion", os, 1);
     const DXGI_RGBA rgba{0.5f, 0.0f, 1.0f, 1.0f};
-    PrintPtr_DXGI_RGBA(&rgba, "const DXGI_RGBA * pColor", os, 0);
-    PrintPtr_D3D12_RECT(nullptr, "const D3D12_RECT * pRects", os, 0);
+    PrintPtr_DXGI_RGBA(&rgba, "const DXGI_RGBA * pColor", last, 0);
+    PrintPtr_D3D12_RECT(nullptr, "const D3D12_RECT * pRects", last, 0);
 
     // A linked list, followed by recursion; fixed arrays, bit fields and left-out fields.
     D3D12_DRED_ALLOCATION_NODE third{nullptr, nullptr, static_cast<D3D12_DRED_ALLOCATION_TYPE>(26), nullptr};
@@ -130,17 +132,17 @@ TEST(ComStructs, WorkedExamples) {
     space.YCbCr_Matrix = 1;
     space.Nominal_Range = 2;
     space.Reserved = (1u << 26) - 1;
-    PrintPtr_D3D11_VIDEO_PROCESSOR_COLOR_SPACE(&space, "D3D11_VIDEO_PROCESSOR_COLOR_SPACE * pColorSpace", os, 0);
+    PrintPtr_D3D11_VIDEO_PROCESSOR_COLOR_SPACE(&space, "D3D11_VIDEO_PROCESSOR_COLOR_SPACE * pColorSpace", last, 0);
     D3D11_VIDEO_COLOR color = Zeroed<D3D11_VIDEO_COLOR>();
-    PrintPtr_D3D11_VIDEO_COLOR(&color, "D3D11_VIDEO_COLOR * pColor", os, 0);
+    PrintPtr_D3D11_VIDEO_COLOR(&color, "D3D11_VIDEO_COLOR * pColor", last, 0);
     D3D11_SHADER_RESOURCE_VIEW_DESC view = Zeroed<D3D11_SHADER_RESOURCE_VIEW_DESC>();
     view.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
     view.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
-    PrintPtr_D3D11_SHADER_RESOURCE_VIEW_DESC(&view, "const D3D11_SHADER_RESOURCE_VIEW_DESC * pDesc", os, 0);
+    PrintPtr_D3D11_SHADER_RESOURCE_VIEW_DESC(&view, "const D3D11_SHADER_RESOURCE_VIEW_DESC * pDesc", last, 0);
     DXGI_FRAME_STATISTICS stats = Zeroed<DXGI_FRAME_STATISTICS>();
     stats.PresentCount = 7;
-    PrintPtr_DXGI_FRAME_STATISTICS(&stats, "DXGI_FRAME_STATISTICS * pStats", os, 0);
-    ExpectGolden("com/structs.txt", os.str());
+    PrintPtr_DXGI_FRAME_STATISTICS(&stats, "DXGI_FRAME_STATISTICS * pStats", last, 0);
+    ExpectGolden("com/structs.txt", os.str() + last.str());
 }
 
 // Prints a zeroed structure with its tag field set to each value from 0 to 12.
