@@ -132,7 +132,6 @@ TEST(ComExamples, ExportedFunctions) {
     Next<PFN_CreateDXGIFactory>::value = -2147024809;
     void* device = nullptr;
     const std::string out = CaptureStdout([&] {
-        layer.Hook<PFN_DXGIDeclareAdapterRemovalSupport>(slots::DXGIDeclareAdapterRemovalSupport)();
         layer.Hook<PFN_CreateDXGIFactory>(slots::CreateDXGIFactory)(IID_IDXGIFactory, nullptr);
         layer.Hook<PFN_D3D12CreateDevice>(slots::D3D12CreateDevice)(nullptr, D3D_FEATURE_LEVEL_11_0,
                                                                      IID_ID3D12Device, &device);

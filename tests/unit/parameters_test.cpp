@@ -18,35 +18,6 @@ LayerParameterMap Parse(const std::vector<Parameter>& parameters) {
                                 KnownLayerArguments.size());
 }
 
-TEST(Parameters, KeepsOnlyKnownNamesExactly) {
-    struct Row {
-        std::vector<Parameter> in;
-        std::vector<std::u16string> verboseValues;  // empty: no entry at all
-    };
-    const Row rows[] = {
-        {{}, {}},
-        {{{u"verbose", u"1"}}, {u"1"}},
-        {{{u"VERBOSE", u"1"}}, {}},
-        {{{u"Verbose", u"1"}}, {}},
-        {{{u"verbose2", u"1"}}, {}},
-        {{{u"verbos", u"1"}}, {}},
-        {{{u"foo", u"bar"}}, {}},
-        {{{u"verbose", u""}}, {u""}},
-        {{{u"verbose", u"1"}, {u"verbose", u"0"}}, {u"1", u"0"}},
-        {{{u"a", u"x"}, {u"b", u"y"}, {u"c", u"z"}, {u"verbose", u"7"}}, {u"7"}},
-    };
-    for (const Row& row : rows) {
-        const LayerParameterMap map = Parse(row.in);
-        if (row.verboseValues.empty()) {
-            EXPECT_TRUE(map.empty());
-            continue;
-        }
-        ASSERT_EQ(map.size(), 1u);
-        const auto& values = map.at(u"verbose");
-        EXPECT_EQ(std::vector<std::u16string>(values.begin(), values.end()), row.verboseValues);
-    }
-}
-
 TEST(Parameters, CopiesAValueOfTheFullFieldLength) {
     const std::u16string value(511, u'v');
     const LayerParameterMap map = Parse({{u"verbose", value}});

@@ -49,14 +49,6 @@ struct Example {
 };
 
 const Example kExamples[] = {
-    {"cmd_clear_attachments", s::vkCmdClearAttachments,
-     Fn(+[](VkCommandBuffer, uint32_t, const VkClearAttachment*, uint32_t, const VkClearRect*) {}),
-     +[](void* hook) {
-         VkClearAttachment attachment = {VK_IMAGE_ASPECT_COLOR_BIT, 0, {}};
-         attachment.clearValue.color.float32[3] = 1.0f;
-         const VkClearRect rect = {{{0, 0}, {1920, 1080}}, 0, 1};
-         As<PFN_vkCmdClearAttachments>(hook)(kCommands, 1, &attachment, 1, &rect);
-     }},
     {"cmd_build_acceleration_structures", s::vkCmdBuildAccelerationStructuresKHR,
      Fn(+[](VkCommandBuffer, uint32_t, const VkAccelerationStructureBuildGeometryInfoKHR*,
             const VkAccelerationStructureBuildRangeInfoKHR* const*) {}),
@@ -77,17 +69,6 @@ const Example kExamples[] = {
          const VkAccelerationStructureBuildRangeInfoKHR range = {12, 0, 0, 0};
          const VkAccelerationStructureBuildRangeInfoKHR* ranges[2] = {&range, nullptr};
          As<PFN_vkCmdBuildAccelerationStructuresKHR>(hook)(kCommands, 2, infos, ranges);
-     }},
-    {"cmd_build_indirect_middle_null", s::vkCmdBuildAccelerationStructuresIndirectKHR,
-     Fn(+[](VkCommandBuffer, uint32_t, const VkAccelerationStructureBuildGeometryInfoKHR*,
-            const VkDeviceAddress*, const uint32_t*, const uint32_t* const*) {}),
-     +[](void* hook) {
-         const VkDeviceAddress address = 65536;
-         const uint32_t stride = 16;
-         const uint32_t first = 128, third = 64;
-         const uint32_t* counts[3] = {&first, nullptr, &third};
-         As<PFN_vkCmdBuildAccelerationStructuresIndirectKHR>(hook)(kCommands, 3, nullptr, &address,
-                                                                  &stride, counts);
      }},
     {"ignored_queue_families", s::vkCreateBuffer,
      Fn(+[](VkDevice, const VkBufferCreateInfo*, const VkAllocationCallbacks*, VkBuffer*) { return VK_SUCCESS; }),
