@@ -11,8 +11,8 @@ SAL annotations and the structure rules of api/com/struct_rules.txt.
 Hooks and structure printers are built as lists of C++ statements together with the `Line`s
 they print, so that the family of printers (which structures and enums need one) is exactly
 what the generated code calls. The model also holds what other generators need of a
-declaration: its C++ signature (`Signature`) and, on a `Function`, the parameters that hand out
-objects (`Function.out_objects`).
+declaration: its C++ signature (`Model.signature`), the parameters that hand out objects
+(`ComModel.out_objects`) and the count expression of a counted argument (`ComModel.count`).
 """
 from __future__ import annotations
 
@@ -97,7 +97,8 @@ class Line:
     printer: str
     value: str                 # "addr": the address of the value; "value": the value itself
     label: str
-    count: str | None = None   # the element count of a counted printer, as C++
+    count: str | None = None   # the element count of a counted printer, as C++ over the
+                               # hook's parameters or the structure's `value`
     kind: str = ""             # the kind of the declared type
     target: str | None = None  # the enum or structure whose printer is called, as declared
     pointer: bool = False      # the target is reached through a pointer
