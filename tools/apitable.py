@@ -33,9 +33,9 @@ class TableError(ValueError):
 _READ: set[str] = set()
 
 
-def read_text(path: str) -> str:
+def read_text(path: str, errors: str = "strict") -> str:
     _READ.add(os.path.abspath(path))
-    with open(path, encoding="utf-8") as f:
+    with open(path, encoding="utf-8", errors=errors) as f:
         return f.read()
 
 

@@ -65,7 +65,7 @@ def defined_names(text: str) -> set[str]:
 def generate(args: list[str]) -> list[str]:
     out_path, prelude_path, skip, headers = args[0], args[1], args[2], args[3:]
     skipped = re.compile(skip).fullmatch
-    text = "\n".join(open(h, encoding="utf-8", errors="replace").read() for h in headers)
+    text = "\n".join(apitable.read_text(h, errors="replace") for h in headers)
     prelude = apitable.read_text(prelude_path)
     lines, missing = [], []
     names = defined_names(text)
