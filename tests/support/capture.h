@@ -2,6 +2,8 @@
 // here, so that how it is taken (a stream buffer today) changes in one place.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <utility>
 
@@ -12,11 +14,13 @@ namespace tov::test {
 // Collects everything written to standard output while it lives.
 using StdoutCapture = testhost::StdoutCapture;
 
-// Everything written to standard output while `call` runs.
+// Everything written to standard output while `call` runs, each line of which must have been
+// written whole and flushed.
 template <typename Call>
 std::string CaptureStdout(Call&& call) {
     testhost::StdoutCapture out;
     std::forward<Call>(call)();
+    EXPECT_EQ(out.faults(), "");
     return out.str();
 }
 
