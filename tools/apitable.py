@@ -56,7 +56,8 @@ def read_lines(path: str) -> list[str]:
 
 def run(generate) -> None:
     """Runs a generator: `generate(args)` writes its outputs and returns their paths. With
-    `--depfile PATH` in front of the arguments, PATH then names every file that was read."""
+    `--depfile OUTPUT.d` in front of the arguments, that file then names every file that was
+    read, as the dependencies of OUTPUT."""
     args = sys.argv[1:]
     depfile = None
     if args[:1] == ["--depfile"]:
@@ -72,7 +73,9 @@ def run(generate) -> None:
                os.path.dirname(os.path.abspath(m.__file__)) == TOOLS_DIR}
     modules.add(os.path.abspath(sys.argv[0]))
     deps = " ".join(p.replace(" ", "\\ ") for p in sorted(_READ | modules))
-    write_if_changed(depfile, f"{os.path.abspath(outputs[0])}: {deps}\n")
+    # The depfile is named after the build's first output, which it must name as its target.
+    target = depfile[:-2] if depfile.endswith(".d") else outputs[0]
+    write_if_changed(depfile, f"{os.path.abspath(target)}: {deps}\n")
 
 
 def write_if_changed(path: str, text: str) -> None:
