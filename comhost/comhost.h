@@ -7,6 +7,8 @@
 // QueryInterface gives back the object's own pointer, for it and all its bases. The first class
 // seen under an interface claims it: each method's original is stored into the interface's slot
 // of the dispatch table, then the class's table entry is turned to the typed entry of that slot.
+// A method that the call filter leaves out keeps the class's own entry, unless it hands out
+// objects: then its entry catches them without reaching the layer.
 // A second class under a claimed interface is passed on unlogged, with a message. Each object
 // that reaches the host gets a capture id in its private data, unless it has one already.
 #pragma once
@@ -20,8 +22,9 @@
 namespace tov::comhost {
 
 // Takes the linked layer: its table, whose slots receive the originals, and the layer's hook of
-// every slot. `who` starts the host's messages on standard error. Until then objects are not
-// caught and the exported functions go straight to their next functions.
+// every slot, null where the call filter leaves the call out. `who` starts the host's messages on
+// standard error. Until then objects are not caught and the exported functions go straight to
+// their next functions.
 void Attach(LayerDispatchTable* table, void* const* hooks, const char* who);
 bool Attached();
 

@@ -41,11 +41,12 @@ struct InterfaceInfo {
 extern const InterfaceInfo kInterfaces[];
 extern const std::size_t kInterfaceCount;
 
-// The typed entries of consecutive slots.
+// The typed entries of consecutive slots, and whether each slot's method hands out objects.
 struct EntryRun {
     std::uint32_t first;
     std::uint32_t count;
     void* const* entries;
+    const bool* handsOutObjects;
 };
 extern const EntryRun* const kEntryRuns[];
 extern const std::size_t kEntryRunCount;

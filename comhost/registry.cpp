@@ -87,16 +87,20 @@ int InterfaceOf(void* object) {
     return best;
 }
 
-void* EntryOf(std::uint32_t slot) {
+const EntryRun* RunOf(std::uint32_t slot) {
     for (std::size_t r = 0; r < kEntryRunCount; ++r) {
         const EntryRun& run = *kEntryRuns[r];
-        if (slot >= run.first && slot < run.first + run.count) return run.entries[slot - run.first];
+        if (slot >= run.first && slot < run.first + run.count) return &run;
     }
     return nullptr;
 }
 
 // Stores each original method into its slot, then turns the class's entry to the slot's typed
 // entry: a call that finds the entry always finds the original in the slot.
+//
+// A method that the call filter leaves out has no hook. If it hands out objects, its entry still
+// catches them, with the original in place of the hook: the entry calls it, catches, and never
+// reaches the layer. Any other such method keeps the class's own entry and costs nothing.
 bool Patch(const void* methods, const InterfaceInfo& info) {
     void** table = const_cast<void**>(static_cast<void* const*>(methods));
     const std::size_t size = info.slotCount * sizeof(void*);
@@ -104,8 +108,14 @@ bool Patch(const void* methods, const InterfaceInfo& info) {
     if (!platform::Unprotect(table, size, &previous)) return false;
     for (std::uint32_t i = 0; i < info.slotCount; ++i) {
         const std::uint32_t slot = info.firstSlot + i;
-        std::atomic_ref<void*>(g_slots[slot]).store(table[i], std::memory_order_release);
-        std::atomic_ref<void*>(table[i]).store(EntryOf(slot), std::memory_order_release);
+        const EntryRun& run = *RunOf(slot);
+        void* const original = table[i];
+        std::atomic_ref<void*>(g_slots[slot]).store(original, std::memory_order_release);
+        if (g_hooks[slot] == nullptr) {
+            if (!run.handsOutObjects[slot - run.first]) continue;
+            std::atomic_ref<void*>(g_hooks[slot]).store(original, std::memory_order_release);
+        }
+        std::atomic_ref<void*>(table[i]).store(run.entries[slot - run.first], std::memory_order_release);
     }
     platform::Reprotect(table, size, previous);
     return true;
@@ -162,8 +172,12 @@ void Attach(LayerDispatchTable* table, void* const* hooks, const char* who) {
     g_slots = table->slots;
     std::copy(hooks, hooks + tov::logging_layer::kSlotCount, g_hooks);
     g_claimedBy.assign(kInterfaceCount, nullptr);
-    for (std::uint32_t i = 0; i < std::size(g_functionNext); ++i)
+    for (std::uint32_t i = 0; i < std::size(g_functionNext); ++i) {
         std::atomic_ref<void*>(g_slots[kFirstFunctionSlot + i]).store(g_functionNext[i], std::memory_order_release);
+        // A function the call filter leaves out still hands out its objects to be caught: its
+        // entry calls the implementation's function where the hook would be.
+        if (g_hooks[kFirstFunctionSlot + i] == nullptr) g_hooks[kFirstFunctionSlot + i] = g_functionNext[i];
+    }
     g_attached.store(true, std::memory_order_release);
 }
 

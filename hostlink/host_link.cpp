@@ -8,11 +8,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include "call_filter.h"
 
 namespace {
 
@@ -150,6 +153,9 @@ void Connect(Link& l, const char* const* candidates, std::size_t count) {
         l.link.hooks[slot] = table->slots[slot];
         table->slots[slot] = nullptr;
     }
+    // The call filter is the process's too: every host leaves out the calls whose hooks it drops.
+    tov::filter::FilterHooksFromEnvironment(
+        l.link.hooks, [](const char* line) { std::fprintf(stderr, "tov-logging: %s\n", line); });
     l.link.table = table;
     l.result = {&l.link, kTovLinked, ""};
 }

@@ -15,7 +15,9 @@
 
 struct TovLayerLink {
     LayerDispatchTable* table;                    // the slots the hosts store their next functions in
-    void* hooks[tov::logging_layer::kSlotCount];  // the layer's hook of each slot; null: none
+    // The layer's hook of each slot; null: none, or the call filter leaves the call out. A host
+    // routes a slot without a hook straight to its next function.
+    void* hooks[tov::logging_layer::kSlotCount];
 };
 
 enum TovLinkFailure {
@@ -33,6 +35,8 @@ struct TovLinkResult {
 // Loads liblogging_layer.so and calls tovGetDispatchTable, the first time only: every later call
 // returns the first one's result, whatever it is given. The library is TOV_LOGGING_LAYER_LIBRARY
 // if that is set and not empty, else the first of `candidates` that loads. TOV_LOGGING_VERBOSE becomes the
-// layer's parameter "verbose", whatever its value. On return every slot of the table is zero:
+// layer's parameter "verbose", whatever its value. TOV_LOGGING_ONLY and TOV_LOGGING_SKIP are the
+// call filter: a pattern in them that matches no call is reported once on standard error, and the
+// filter applies as written. On return every slot of the table is zero:
 // no hook can call itself before a host has stored the next function of its slot.
 TOV_HOST_LINK_API TovLinkResult tovLinkLayer(const char* const* candidates, std::size_t count);

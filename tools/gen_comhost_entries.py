@@ -12,6 +12,8 @@ one entry each, which does the same through their slots.
 Which out-parameters hand out objects is the type model's rule (`ComModel.out_objects`): a
 pointer to a pointer to an interface, or a `void **` right behind an interface id, annotated as
 an out-parameter. How many it hands out follows from its length annotation, as for the dump.
+The catalogue says for each slot whether its method hands out objects: the core still routes
+such a method through its entry when the call filter leaves it out of the log, to catch them.
 
 Usage: gen_comhost_entries.py OUTDIR PARTS
 Writes OUTDIR/comhost_entry_bodies.h, OUTDIR/comhost_entries_<k>.cpp for k < PARTS and
@@ -64,9 +66,11 @@ using namespace entry_bodies;
 namespace {{
 void* const kEntries[] = {{
 {entries}}};
+const bool kHandsOutObjects[] = {{
+{hands_out}}};
 }}  // namespace
 
-extern const EntryRun kEntryRun_{part} = {{{first}, {count}, kEntries}};
+extern const EntryRun kEntryRun_{part} = {{{first}, {count}, kEntries, kHandsOutObjects}};
 
 }}  // namespace tov::comhost
 """
@@ -205,9 +209,12 @@ def generate(args: list[str]) -> list[str]:
     for k, run in enumerate(runs):
         entries = "".join(f"    reinterpret_cast<void*>(&Entry_{s.declaring}_{s.function.name}<{s.number}>),\n"
                           for s in run)
+        hands_out = "".join(
+            f"    {'true' if object_outs(f'{s.declaring}::{s.function.name}', s.function) else 'false'},\n"
+            for s in run)
         apitable.write_if_changed(f"{outdir}/comhost_entries_{k}.cpp",
-                                  PART.format(entries=entries, part=k, first=run[0].number,
-                                              count=len(run)))
+                                  PART.format(entries=entries, hands_out=hands_out, part=k,
+                                              first=run[0].number, count=len(run)))
     functions = [function_text(s) for s in slots if s.api == "com_function"]
     rows, count = interface_rows()
     apitable.write_if_changed(f"{outdir}/comhost_catalogue.cpp", CATALOGUE.format(

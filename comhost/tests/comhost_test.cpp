@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "call_filter.h"
 #include "comhost.h"
 #include "entry_support.h"
 #include "object_printers.h"
@@ -123,6 +124,7 @@ protected:
         ASSERT_TRUE(layer.loaded()) << layer.error();
         LayerDispatchTable* table = layer.GetDispatchTable();
         for (std::size_t slot = 0; slot < hooks.size(); ++slot) hooks[slot] = layer.hook(slot);
+        tov::filter::CallFilter("", skip, "", "").Apply(hooks.data());
         tov::comhost::Attach(table, hooks.data(), "comhost_test");
     }
 
@@ -133,10 +135,44 @@ protected:
         return lines;
     }
 
+    std::string skip;  // the call filter's --skip
     tov::testhost::Layer layer;
     std::vector<void*> hooks = std::vector<void*>(tov::logging_layer::kSlotCount);
     tov::testhost::LoggerCapture logger;
 };
+
+class FilteredComHost : public ComHost {
+protected:
+    void SetUp() override {
+        skip = "ID3D12Fence::AddRef,ID3D12Fence::GetCompletedValue,ID3D12Fence::GetDevice";
+        ComHost::SetUp();
+    }
+};
+
+TEST_F(FilteredComHost, LeavesFilteredMethodsAloneButStillCatchesTheObjectsTheyHandOut) {
+    FakeObject device{&kFence1Class, &kFence1}, fence{&kFenceClass, &kFence};
+    fence.other = &device;
+    const ID3D12Fence1Vtbl before = kFenceClass;
+    Catch(&fence);
+    ID3D12Fence1Vtbl after;
+    std::memcpy(&after, fence.lpVtbl, sizeof after);
+    EXPECT_EQ(after.AddRef, before.AddRef) << "a filtered method keeps the class's own entry";
+    EXPECT_EQ(after.GetCompletedValue, before.GetCompletedValue);
+    EXPECT_NE(after.GetDevice, before.GetDevice) << "it hands out objects: its entry catches them";
+    EXPECT_NE(after.Signal, before.Signal);
+
+    ID3D12Fence1* f = AsFence(fence);
+    void* out = nullptr;
+    Lines();
+    f->lpVtbl->AddRef(f);
+    EXPECT_EQ(f->lpVtbl->GetCompletedValue(f), 42u);
+    EXPECT_EQ(f->lpVtbl->GetDevice(f, IID_ID3D12Fence1, &out), 0);
+    EXPECT_EQ(f->lpVtbl->Signal(f, 1), 0);
+    EXPECT_EQ(out, &device);
+    EXPECT_NE(CaptureId(device), 0u) << "the object GetDevice handed out is caught";
+    AsFence(device)->lpVtbl->GetCreationFlags(AsFence(device));
+    EXPECT_EQ(Lines(), (std::vector<std::string>{"ID3D12Fence::Signal", "ID3D12Fence1::GetCreationFlags"}));
+}
 
 TEST_F(ComHost, HooksAClassUnderItsMostDerivedInterfaceThatAnswersWithItself) {
     struct Case {

@@ -7,6 +7,10 @@
 // loader's chain and learn the next functions) and the two resolvers, which answer a hooked name
 // with the hook and any other name with the next layer's answer.
 //
+// A call that the call filter leaves out has no hook: the resolvers answer its name with the next
+// layer's function (or, for the six, with the host's own), so it costs what it costs without
+// this layer.
+//
 // One slot per entry point means that every instance and every device shares the same next
 // functions. An object whose next functions differ from those already stored by a live object
 // (another driver, another chain of layers below this one) is not logged: the resolvers hand it
@@ -142,14 +146,8 @@ void Load(Host& host) {
     // The link leaves every slot zero until its host stores a next function there.
     for (std::size_t slot = 0; slot < kVulkanSlotCount; ++slot)
         host.hooks[slot] = linked.link->hooks[slot];
-    for (std::uint16_t slot : kHostSlots) {
-        if (host.hooks[slot] == nullptr) {
-            std::fprintf(stderr, "%s: the Logging Layer has no hook for slot %u;"
-                         " calls are passed on without logging\n", kPrefix, unsigned{slot});
-            return;
-        }
+    for (std::uint16_t slot : kHostSlots)
         table->slots[slot] = reinterpret_cast<void*>(HostFunction(slot));
-    }
     host.table = table;
     host.loaded = true;
 }
@@ -160,12 +158,17 @@ bool EnsureLoaded() {
     return host.loaded;
 }
 
-// The layer's hook for one of the host's slots; without the Logging Layer, the host's own function.
+// The layer's hook for one of the host's slots; without the Logging Layer, or when the call
+// filter leaves the call out, the host's own function.
+PFN_vkVoidFunction HostEntry(const Host& host, std::uint16_t slot) {
+    return host.loaded && host.hooks[slot] != nullptr
+               ? reinterpret_cast<PFN_vkVoidFunction>(host.hooks[slot])
+               : HostFunction(slot);
+}
+
 template <typename F>
 F Entry(std::uint16_t slot) {
-    Host& host = TheHost();
-    return reinterpret_cast<F>(host.loaded ? reinterpret_cast<PFN_vkVoidFunction>(host.hooks[slot])
-                                           : HostFunction(slot));
+    return reinterpret_cast<F>(HostEntry(TheHost(), slot));
 }
 
 // --- Objects and their claims on the slots ------------------------------------------------------
@@ -184,7 +187,8 @@ void Claim(Host& host, Object& object, Level level, const char* kind) {
     if (claims.liveObjects == 0) claims.claimed.fill(false);
     bool conflict = false;
     for (const SlotName& row : kSlotNames) {
-        if (row.level != level || IsHostSlot(row.slot)) continue;
+        // A slot whose call the filter leaves out is never routed through the layer.
+        if (row.level != level || IsHostSlot(row.slot) || host.hooks[row.slot] == nullptr) continue;
         void* own = object.next[row.slot];
         if (own != nullptr && claims.claimed[row.slot] && host.table->slots[row.slot] != own) {
             conflict = true;
@@ -199,7 +203,7 @@ void Claim(Host& host, Object& object, Level level, const char* kind) {
         return;
     }
     for (const SlotName& row : kSlotNames) {
-        if (row.level != level || IsHostSlot(row.slot)) continue;
+        if (row.level != level || IsHostSlot(row.slot) || host.hooks[row.slot] == nullptr) continue;
         void* own = object.next[row.slot];
         if (own != nullptr && !claims.claimed[row.slot]) {
             host.table->slots[row.slot] = own;
@@ -222,11 +226,11 @@ void Release(std::vector<Object>& objects, void* key, Claims& claims) {
 // What a resolver answers for a name that has a slot, for a known object.
 PFN_vkVoidFunction Answer(Host& host, const Object& object, const SlotName& row) {
     if (IsHostSlot(row.slot))
-        return object.logged ? reinterpret_cast<PFN_vkVoidFunction>(host.hooks[row.slot])
-                             : HostFunction(row.slot);
+        return object.logged ? HostEntry(host, row.slot) : HostFunction(row.slot);
     void* own = object.next[row.slot];
-    if (object.logged && own != nullptr && host.table->slots[row.slot] == own)
-        return reinterpret_cast<PFN_vkVoidFunction>(host.hooks[row.slot]);
+    void* hook = host.hooks[row.slot];
+    if (object.logged && hook != nullptr && own != nullptr && host.table->slots[row.slot] == own)
+        return reinterpret_cast<PFN_vkVoidFunction>(hook);
     return reinterpret_cast<PFN_vkVoidFunction>(own);
 }
 
@@ -290,8 +294,7 @@ VKAPI_ATTR PFN_vkVoidFunction VKAPI_CALL HostGetInstanceProcAddr(VkInstance inst
     if (instance == VK_NULL_HANDLE) {
         // Before an instance exists only the functions that create one are asked for.
         if (row != nullptr && (row->slot == kCreateInstance || row->slot == kGetInstanceProcAddr))
-            return host.loaded ? reinterpret_cast<PFN_vkVoidFunction>(host.hooks[row->slot])
-                               : HostFunction(row->slot);
+            return HostEntry(host, row->slot);
         return nullptr;
     }
     PFN_vkGetInstanceProcAddr next = nullptr;

@@ -6,6 +6,7 @@ Usage: run_case.py CASE --tov-log PATH --sample PATH [--vulkaninfo PATH]
 """
 import argparse
 import collections
+import fnmatch
 import os
 import re
 import shutil
@@ -80,7 +81,7 @@ def run(command, through=None, env_extra=None, preload=False):
         # The layer is instrumented and the program is not: its runtime must come first.
         env["LD_PRELOAD"] = PRELOAD
     for key in ("TOV_LOGGING_VERBOSE", "TOV_LOGGING_LAYER_LIBRARY", "VK_INSTANCE_LAYERS",
-                "VK_LOADER_LAYERS_ENABLE"):
+                "VK_LOADER_LAYERS_ENABLE", "TOV_LOGGING_ONLY", "TOV_LOGGING_SKIP"):
         env.pop(key, None)
     env.update(env_extra or {})
     workdir = tempfile.mkdtemp(prefix="tov_loader_")
@@ -279,6 +280,49 @@ def case_threads(args):
           f"ordinary: {names.count(name) - own} lines of {threads * calls}, broken lines {bad[:2]}")
 
 
+def passes(name, only, skip):
+    """The call filter as tov-log's options give it (fnmatch's * and ? are the filter's)."""
+    def matches(patterns):
+        return any(fnmatch.fnmatchcase(name, p) for p in patterns.split(",") if p)
+    return (not only or matches(only)) and not matches(skip)
+
+
+def case_filtered(app):
+    """A filtered run logs exactly the ordinary run's calls that pass the filter, the host's own
+    six (instances, devices, the two resolvers) included, and the program runs as without it."""
+    plain = run(app.command())
+    names = run(app.command(), [app.args.tov_log, "--"]).logger_lines()
+    host_own = "vkGet*ProcAddr,vkCreateInstance,vkDestroyInstance,vkCreateDevice,vkDestroyDevice"
+    for only, skip in (("vkCmd*,vkQueue*", "vkCmdPushConstants"), ("", host_own)):
+        options = (["--only", only] if only else []) + ["--skip", skip]
+        r = run(app.command(), [app.args.tov_log, *options, "--"])
+        check(r.rc == plain.rc, f"--only {only!r} --skip {skip!r}: exits {r.rc}, plain run {plain.rc}")
+        check(r.out == plain.out, f"--only {only!r} --skip {skip!r}: standard output differs")
+        expected = [n for n in names if passes(n, only, skip)]
+        check(expected and r.logger_lines() == expected,
+              f"--only {only!r} --skip {skip!r}: logged {collections.Counter(r.logger_lines())},"
+              f" expected {collections.Counter(expected)}")
+
+
+def case_bad_filter(app):
+    """tov-log refuses a pattern that matches no call before the program starts; a host that
+    reads it from the environment says so once and applies the filter as written."""
+    r = run(app.command(), [app.args.tov_log, "--skip", "vkCmdPushConstants,vkCmdDarw*", "--"])
+    check(r.rc == 2 and r.out == "", f"exits {r.rc} with output {r.out[:80]!r}; expected 2 before the start")
+    check("tov-log: --skip: 'vkCmdDarw*' matches no call that the layer logs" in r.err.splitlines(),
+          f"no message about the pattern:\n{r.err}")
+    plain = run(app.command())
+    manifests = os.path.join(os.path.dirname(os.path.abspath(app.args.tov_log)), "explicit_layer.d")
+    r = run(app.command(), env_extra={
+        "VK_LAYER_PATH": manifests, "VK_INSTANCE_LAYERS": "VK_LAYER_TOV_logging",
+        "TOV_LOGGING_ONLY": "vkCmdDarw*, vkQueueSubmit"})
+    check(r.rc == plain.rc and r.out == plain.out, "the environment's filter changes the program's run")
+    said = [l for l in r.err.splitlines() if l.startswith("tov-logging:")]
+    check(said == ["tov-logging: TOV_LOGGING_ONLY: 'vkCmdDarw*' matches no call that the layer logs"],
+          f"the host says {said}")
+    check(r.logger_lines() == ["vkQueueSubmit"], f"logged {r.logger_lines()}")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("case")
@@ -299,6 +343,8 @@ def main():
         "vulkaninfo_ordinary": lambda: case_modes(info, False),
         "vulkaninfo_verbose": lambda: case_modes(info, True),
         "bad_verbose_value": lambda: case_bad_value(sample),
+        "filtered": lambda: case_filtered(sample),
+        "bad_filter": lambda: case_bad_filter(sample),
         "missing_layer_library": lambda: case_library(
             sample, "/nonexistent/liblogging_layer.so", cannot_load),
         "unloadable_layer_library": lambda: case_library(sample, LVP_ICD, cannot_load),

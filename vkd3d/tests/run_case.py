@@ -10,6 +10,8 @@ Usage: run_case.py CASE --tov-log PATH --sample PATH --frame-limit PATH [--prelo
 Set TOV_UPDATE_GOLDEN=1 to rewrite the golden files, then review the diff.
 """
 import argparse
+import collections
+import fnmatch
 import os
 import re
 import shutil
@@ -87,7 +89,8 @@ def run(command, through=None, env_extra=None, frames=None, look=None, timeout=1
     after that many presents; `look(workdir)` runs while the window is shown."""
     env = dict(os.environ)
     for key in ("TOV_LOGGING_VERBOSE", "TOV_LOGGING_LAYER_LIBRARY", "VK_INSTANCE_LAYERS",
-                "VK_LOADER_LAYERS_ENABLE", "LD_PRELOAD", "TOV_FRAMES", "TOV_FRAMES_HANDSHAKE"):
+                "VK_LOADER_LAYERS_ENABLE", "LD_PRELOAD", "TOV_FRAMES", "TOV_FRAMES_HANDSHAKE",
+                "TOV_LOGGING_ONLY", "TOV_LOGGING_SKIP"):
         env.pop(key, None)
     env["VK_ICD_FILENAMES"] = env["VK_DRIVER_FILES"] = LVP_ICD
     # Leaks of vkd3d and of the driver are theirs, not the host's.
@@ -197,6 +200,29 @@ def case_sample_ids():
               f"{' '.join(through)}: {[l for l in r.out.splitlines() if l.startswith('capture')]}")
 
 
+def case_filtered():
+    """A filtered run logs exactly the ordinary run's calls that pass the filter. The methods that
+    hand out objects still catch them when they are left out (the command list's class is only
+    ever handed out by CreateCommandList), and what vkd3d calls inside them stays unlogged."""
+    def passes(name):
+        return (any(fnmatch.fnmatchcase(name, p) for p in only.split(","))
+                and not any(fnmatch.fnmatchcase(name, p) for p in skip.split(",")))
+    plain = run([args.sample])
+    names = run([args.sample], tov_log()).logger_lines()
+    only, skip = "*CommandList*::*,*Queue::*,D3D12CreateDevice", "*::AddRef,*::Release"
+    r = run([args.sample], tov_log("--only", only, "--skip", skip))
+    check(r.rc == plain.rc and r.out == plain.out, "the filtered run differs from the plain run")
+    expected = collections.Counter(n for n in names if passes(n))
+    check("ID3D12GraphicsCommandList2::Close" in expected, f"the ordinary run logs {set(names)}")
+    check(collections.Counter(r.logger_lines()) == expected,
+          f"logged {collections.Counter(r.logger_lines())}, expected {expected}")
+    # Every fence is caught through a CreateFence that is not logged, and gets its capture id.
+    command = [args.sample, "--threads", "8", "--fences", "16", "--report-ids"]
+    r = run(command, tov_log("--only", "ID3D12Fence::Signal"))
+    check("capture ids: 128 of 128 fences tagged, all distinct" in r.out.splitlines(),
+          f"--only ID3D12Fence::Signal: {[l for l in r.out.splitlines() if l.startswith('capture')]}")
+
+
 def case_both_hosts():
     plain = run([args.sample])
     r = run([args.sample], tov_log("--d3d12", "--vulkan"))
@@ -297,6 +323,7 @@ def main():
         "sample": case_sample,
         "sample_capture_ids": case_sample_ids,
         "both_hosts": case_both_hosts,
+        "filtered": case_filtered,
         "missing_layer_library": lambda: case_library("/nonexistent/liblogging_layer.so", CANNOT_LOAD),
         "unloadable_layer_library": lambda: case_library(LVP_ICD, CANNOT_LOAD),
         "library_without_entry_point": lambda: case_library(
