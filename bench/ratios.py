@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs a hook benchmark and prints each hook's cost as a ratio to the baseline and to a direct
 call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline and, where there
-is one, <Call>_Direct.
+is one, <Call>_Direct; <Call>_Filtered (a call that the call filter leaves out) is told as a
+ratio to <Call>_Direct.
 
 Usage: ratios.py [--cpu-time] BENCH_EXECUTABLE [benchmark args...]
 With --cpu-time the figures are the process's CPU time (the kernel's included) rather than the
@@ -29,3 +30,9 @@ for call in calls:
         print(f"{call}: hook/baseline {hook / base:.2f}x, hook/direct {hook / direct:.2f}x")
     elif hook and base:
         print(f"{call}: hook/baseline {hook / base:.2f}x")
+    elif hook and direct:
+        print(f"{call}: hook/direct {hook / direct:.2f}x")
+for call in [name[: -len("_Filtered")] for name in medians if name.endswith("_Filtered")]:
+    filtered, direct = medians[f"{call}_Filtered"], medians.get(f"{call}_Direct")
+    if direct:
+        print(f"{call}: filtered/direct {filtered / direct:.2f}x")
