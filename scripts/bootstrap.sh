@@ -5,7 +5,8 @@ packages=(cmake ninja-build g++ python3 libgtest-dev libgmock-dev libbenchmark-d
   libvulkan1 mesa-vulkan-drivers vulkan-tools glslang-tools
   g++-mingw-w64-x86-64 mingw-w64-x86-64-dev directx-headers-dev
   libvkd3d-dev vkd3d-demos xvfb x11-apps
-  chromium)  # chromium: only the dump viewer's page test, which runs it headless
+  chromium   # chromium: only the dump viewer's page test, which runs it headless
+  dpkg-dev file)  # the Debian package: cpack's dependency list (dpkg-shlibdeps, file)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
