@@ -12,7 +12,7 @@ build/demo/tov_demo "$@"
 
 # Then real Vulkan applications through the Vulkan loader, on Mesa's software driver (lavapipe):
 # the project's sample (a compute shader run) in verbose mode, then vulkaninfo in ordinary mode,
-# whose logger lines go to standard error.
+# whose logger lines go to standard error, then the sample with a call filter.
 lavapipe=/usr/share/vulkan/icd.d/lvp_icd.x86_64.json
 if [ -z "${VK_ICD_FILENAMES:-}${VK_DRIVER_FILES:-}" ] && [ -f "$lavapipe" ]; then
   export VK_ICD_FILENAMES=$lavapipe VK_DRIVER_FILES=$lavapipe
@@ -23,6 +23,9 @@ echo "=== build/loader/tov-log $mode -- build/loader/vk_sample"
 build/loader/tov-log $mode -- build/loader/vk_sample
 echo "=== build/loader/tov-log -- vulkaninfo --summary"
 build/loader/tov-log -- vulkaninfo --summary
+# The same sample with a call filter: only its recorded commands and its queue's calls.
+echo "=== build/loader/tov-log $mode --only 'vkCmd*,vkQueue*' -- build/loader/vk_sample"
+build/loader/tov-log $mode --only 'vkCmd*,vkQueue*' -- build/loader/vk_sample
 
 # A Direct3D 12 program on vkd3d: a few frames of vkd3d-gears, on an X server of the demo's own
 # when there is no display, closed after 3 frames by libtov_frame_limit.so.
