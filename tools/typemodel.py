@@ -4,9 +4,11 @@ declaration becomes lines of the dump.
 Which printer a value goes to follows from the text of its declared type alone: its kind (a
 number, an enum, a structure, an object, ...), its depth of pointers, and whether it stands as a
 parameter of a call or as a field of a structure. One visitor, `Model.line`, makes the printer
-call of any parameter or field of either API; the two API models add only what really differs
-between them: Vulkan handles and its ignored pointers, COM objects with their ids, counts from
-SAL annotations and the structure rules of api/com/struct_rules.txt.
+call of any parameter or field of either API, and gives a pointer that the API counts as an
+array the condition under which it counts no element, where nothing behind the pointer is read.
+The two API models add only what really differs between them: Vulkan handles, its ignored
+pointers and the lengths of api/vulkan/lengths.txt; COM objects with their ids, counts from SAL
+annotations and the rules of api/com/struct_rules.txt and api/com/hook_rules.txt.
 
 Hooks and structure printers are built as lists of C++ statements together with the `Line`s
 they print, so that the family of printers (which structures and enums need one) is exactly
@@ -49,6 +51,7 @@ VALUE_PRINTERS = {"u32": "Print_uint32_t", "u64": "Print_uint64_t", "i32": "Prin
                   "voidptr": "Print_voidptr", "nyi": "Print_NYI"}
 POINTEE_PRINTERS = {"u32": "PrintPtr_uint32_t", "u64": "PrintPtr_uint64_t",
                     "i32": "PrintPtr_int32_t", "f32": "PrintPtr_float", "bool": "PrintPtr_BOOL"}
+POINTEE_KINDS = {f"{k}ptr" for k in POINTEE_PRINTERS}
 FRAME_BOUNDARY_RUN = 20
 
 
@@ -91,6 +94,39 @@ def cpp_string(text: str) -> str:
     return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
 
 
+def zero_test(length: str, siblings: dict, prefix: str = "") -> str | None:
+    """The C++ condition under which an array's length, as its declaration writes it over the
+    sibling parameters or fields (`siblings`: name -> declaration, reached in C++ through
+    `prefix`), counts no element. The forms: a sibling number; a sibling pointer, or `*name`, whose
+    target is read after the call (a null one tells nothing, unless the declaration makes it
+    optional: then the API counts nothing); `name->member` through a sibling pointer (a null one
+    tells nothing); any other arithmetic over siblings and constants, evaluated (over constants
+    alone it is never 0). A length in bytes counts the same way: 0 bytes, no element."""
+    length = " ".join(length.split())
+    if length == "null-terminated":
+        return None
+    arrow = re.fullmatch(r"(\w+)->(\w+)", length)
+    if arrow and arrow.group(1) in siblings:
+        p = prefix + arrow.group(1)
+        return f"({p} != nullptr && {p}->{arrow.group(2)} == 0)"
+    target = re.fullmatch(r"\*?\s*(\w+)", length)
+    if target and target.group(1) in siblings:
+        name = target.group(1)
+        decl = siblings[name]
+        if type_form(decl.type).depth == 0:
+            return f"{prefix}{name} == 0"
+        p = prefix + name
+        if getattr(decl, "optional", False):
+            return f"({p} == nullptr || *{p} == 0)"
+        return f"({p} != nullptr && *{p} == 0)"
+    if not any(w in siblings for w in re.findall(r"\b[A-Za-z_]\w*", length)):
+        return None     # a constant of the API: never 0
+    formula = re.sub(r"\b[A-Za-z_]\w*\b",
+                     lambda w: (f"static_cast<std::uint64_t>({prefix}{w.group()})"
+                                if w.group() in siblings else w.group()), length)
+    return f"({formula}) == 0"
+
+
 @dataclass
 class Line:
     """One printer call: `printer(value, [count,] "label", stream, indent)`."""
@@ -103,6 +139,14 @@ class Line:
     target: str | None = None  # the enum or structure whose printer is called, as declared
     pointer: bool = False      # the target is reached through a pointer
     nullable: bool = False     # a flat array that may be null: a null one shows as a pointer
+    unread_if: str | None = None   # C++ condition under which nothing behind the pointer is read
+                                   # (the API counts no element there, or ignores the pointer in
+                                   # this state): the line then only says whether it is null
+
+    @property
+    def reads_pointee(self) -> bool:
+        """A pointer printer without a count of its own: it reads one element at the pointer."""
+        return self.count is None and (self.kind == "pointer" or self.kind in POINTEE_KINDS)
 
     def call(self, source: str, stream: str, indent: str) -> str:
         value = f"&{source}" if self.value == "addr" else source
@@ -111,6 +155,9 @@ class Line:
         if self.nullable:
             return (f"if ({source} == nullptr) printing::WriteNullLine({cpp_string(self.label)}, "
                     f"{stream}, {indent}); else {text}")
+        if self.unread_if:
+            return (f"if ({self.unread_if}) printing::PrintPtr_NYI({source}, "
+                    f"{cpp_string(self.label)}, {stream}, {indent}); else {text}")
         return text
 
 
@@ -182,10 +229,24 @@ class Model:
         return True
 
     # --- the visitor ------------------------------------------------------------------------
-    def line(self, decl, context: str, count: str | None = None, tight: bool = False) -> Line | None:
+    def line(self, decl, context: str, count: str | None = None, tight: bool = False,
+             owner=None) -> Line | None:
         """The printer call of a parameter (context "param"; "method" for the arguments of a COM
         method) or a structure field (context "field"), or None where it has no line. `decl`
-        has .type, .name, .array and, for parameters, .published and .annotation."""
+        has .type, .name, .array and, for parameters, .published and .annotation. With `owner`,
+        the function or record that declares it, a pointer that the API counts as an array is
+        not read where its count is 0: its line only says whether it is null."""
+        line = self._line(decl, context, count, tight)
+        if line is not None and owner is not None and line.reads_pointee:
+            line.unread_if = self.zero_count(owner, decl)
+        return line
+
+    def zero_count(self, owner, decl) -> str | None:
+        """C++ condition, true where the API counts no element behind the pointer `decl` of
+        `owner`; None where the declaration gives no count or it cannot be told."""
+        raise NotImplementedError
+
+    def _line(self, decl, context: str, count: str | None, tight: bool) -> Line | None:
         published = getattr(decl, "published", "") or decl.type
         f = type_form(decl.type)
         k = self.kind(f.base)
@@ -360,7 +421,49 @@ class VulkanModel(Model):
 
     def __init__(self, api_dir: str = apitable.API_DIR):
         self.reg = apitable.vulkan_registry(api_dir)
+        self.functions = {f.name: f for f in self.reg.functions}
         self.ignored = self._ignored_pointers(os.path.join(api_dir, "vulkan", "ignored_pointers.txt"))
+        self.lengths = self._lengths(os.path.join(api_dir, "vulkan", "lengths.txt"))
+
+    def _siblings(self, owner) -> dict:
+        """The parameters of a function or the members of a structure, by name."""
+        return {m.name: m for m in (owner.params if isinstance(owner, apitable.Function) else owner.members)}
+
+    def _lengths(self, path: str) -> dict[tuple[str, str], str]:
+        """(function or structure, pointer) -> its length; every name a length counts by must be
+        a sibling, a member of the structure a sibling points at, or an API constant."""
+        out = {}
+        for where, line in apitable.numbered_lines(path):
+            owner_name, name, length = line.split(None, 2)
+            owner = self.functions.get(owner_name) or self.reg.records.get(owner_name)
+            siblings = self._siblings(owner) if owner else {}
+            if name not in siblings or "*" not in siblings[name].type:
+                raise TableError(f"{where}: {owner_name} has no pointer {name}")
+            for dim in (d.strip() for d in length.split(",")):
+                arrow = re.fullmatch(r"(\w+)->(\w+)", dim)
+                if arrow:
+                    via = siblings.get(arrow.group(1))
+                    record = self.reg.records.get(self.reg.resolve(type_form(via.type).base)) if via else None
+                    if record is None or arrow.group(2) not in self._siblings(record):
+                        raise TableError(f"{where}: {name} cannot be counted by {dim}")
+                    continue
+                if dim == "null-terminated":
+                    continue
+                for word in re.findall(r"\b[A-Za-z_]\w*", dim):
+                    if word not in siblings and not re.fullmatch(r"VK_[A-Z0-9_]+", word):
+                        raise TableError(f"{where}: {owner_name} has no {word} to count {name} by")
+            out[(owner_name, name)] = length
+        return out
+
+    def _first_length(self, owner, decl) -> str | None:
+        """The count of the pointer itself: the first of its length's levels."""
+        length = self.lengths.get((owner.name, decl.name))
+        return length.split(",")[0].strip() if length else None
+
+    def zero_count(self, owner, decl):
+        length = self._first_length(owner, decl)
+        prefix = "" if isinstance(owner, apitable.Function) else "value->"
+        return zero_test(length, self._siblings(owner), prefix) if length else None
 
     def _ignored_pointers(self, path: str) -> dict[tuple[str, str], str]:
         """(structure, pointer field) -> the C++ condition under which the API ignores it."""
@@ -419,6 +522,8 @@ class VulkanModel(Model):
             return None          # the mapped-memory out-pointer of vkMapMemory
         if context == "field":
             return Line("printing::PrintPtr_NYI", "value", lab, kind="unread")
+        if count is None and k in ("struct", "u32"):
+            raise TableError(f"no length for the array of pointers {lab}")
         if k == "struct":
             return self.pointer_array(f.base, lab, count)
         if k == "u32":
@@ -427,11 +532,12 @@ class VulkanModel(Model):
         return Line("printing::PrintPtr_NYI", "value", lab, kind="unread")
 
     def dump_arguments(self, slot, out):
-        last_count = None
-        for p in slot.function.params:
-            if p.name.endswith("Count") and type_form(p.type).depth == 0:
-                last_count = p.name
-            out.add(self.line(p, "param", last_count), p.name, "std::cout", "1")
+        fn = slot.function
+        for p in fn.params:
+            # An array of pointers prints every element: its count is a sibling's value.
+            count = self._first_length(fn, p)
+            count = count if count in self._siblings(fn) else None
+            out.add(self.line(p, "param", count, owner=fn), p.name, "std::cout", "1")
 
     def first_number(self, record: str) -> str | None:
         for m in self.reg.records[record].members:
@@ -449,17 +555,12 @@ class VulkanModel(Model):
         record = self.reg.records[self.reg.resolve(name)]
         out = Printed(["    printing::WriteLabelLine(std::move(label), os, indent);\n"])
         for m in record.members:
-            line = self.line(m, "field")
-            condition = self.ignored.get((record.name, m.name))
-            if line is None or condition is None:
-                out.add(line, f"value->{m.name}", "os", "indent + 1", bits=m.bits is not None)
-                continue
-            # The API leaves the pointer undefined in this state: only null or not shows.
-            unread = Line("printing::PrintPtr_NYI", "value", line.label, kind="unread")
-            out.lines.append(line)
-            out.statements.append(
-                f"    if ({condition}) {{\n        {unread.call(f'value->{m.name}', 'os', 'indent + 1')}\n"
-                f"    }} else {{\n        {line.call(f'value->{m.name}', 'os', 'indent + 1')}\n    }}\n")
+            line = self.line(m, "field", owner=record)
+            ignored = self.ignored.get((record.name, m.name))
+            if line is not None and ignored is not None:
+                # The API leaves the pointer undefined in this state: only null or not shows.
+                line.unread_if = " || ".join(f"({c})" for c in (ignored, line.unread_if) if c)
+            out.add(line, f"value->{m.name}", "os", "indent + 1", bits=m.bits is not None)
         if len(out.statements) == 1:
             out.statements.append("    static_cast<void>(value);\n")
         return out
@@ -469,8 +570,8 @@ class VulkanModel(Model):
 
 # An annotation that gives an array's length: _In_reads_opt_(NumViews),
 # _Out_writes_opt_(*pNumClassInstances), _Outptr_result_bytebuffer_(*pBufferSize).
-_LENGTH = re.compile(r"\b_(?:In_reads|Out_writes|Inout_updates|Outptr(?:_opt)?_result_bytebuffer)"
-                     r"\w*?_\s*\(")
+_LENGTH = re.compile(r"\b_(?:In_reads|Out_writes|Inout_updates|Outptr(?:_opt)?_result_bytebuffer"
+                     r"|In(?:_opt)?_count|Inout_opt_bytecount)\w*?_\s*\(")
 
 
 def annotated_length(annotation: str) -> str | None:
@@ -504,6 +605,7 @@ class StructRules:
     bare: dict[str, list[str]] = field(default_factory=dict)
     pointer_arrays: set[str] = field(default_factory=set)
     unprinted: set[str] = field(default_factory=set)
+    lengths: dict[tuple[str, str], str] = field(default_factory=dict)   # (record, pointer) -> count
 
 
 @dataclass
@@ -511,6 +613,7 @@ class HookRules:
     tight: set[tuple[str, str]] = field(default_factory=set)   # (method key, argument)
     event: set[str] = field(default_factory=set)                # method keys
     frame: set[str] = field(default_factory=set)
+    lengths: dict[tuple[str, str], str] = field(default_factory=dict)   # (method key, argument) -> count
 
 
 class ComModel(Model):
@@ -589,6 +692,13 @@ class ComModel(Model):
                 for n in names:
                     self._record(where, n)
                 rules.unprinted.update(names)
+            elif directive == "length" and len(names) == 3:
+                record = self._record(where, names[0])
+                pointer, count = self._field(where, record, names[1]), self._field(where, record, names[2])
+                if type_form(pointer.type).depth != 1 or type_form(count.type).depth != 0 or \
+                        self.kind(type_form(count.type).base) not in NUMBERS:
+                    raise TableError(f"{where}: {names[2]} is no count of a pointer {names[1]}")
+                rules.lengths[(record.name, names[1])] = names[2]
             else:
                 raise TableError(f"{where}: unknown rule {directive!r}")
         return rules
@@ -618,7 +728,8 @@ class ComModel(Model):
         rules = HookRules()
         for where, line in apitable.numbered_lines(path):
             words = line.split()
-            if words[0] not in ("tight", "event", "frame") or len(words) != (3 if words[0] == "tight" else 2):
+            sizes = {"tight": 3, "event": 2, "frame": 2, "length": 4}
+            if len(words) != sizes.get(words[0]):
                 raise TableError(f"{where}: cannot read rule {line!r}")
             fn = self.methods.get(words[1])
             if fn is None:
@@ -632,6 +743,12 @@ class ComModel(Model):
                 if [p.name for p in fn.params] != ["Metadata", "pData", "Size"]:
                     raise TableError(f"{where}: event text needs Metadata, pData, Size")
                 rules.event.add(words[1])
+            elif words[0] == "length":
+                p, count = fn.param(words[2]), fn.param(words[3])
+                if p is None or count is None or type_form(p.type).depth != 1 or \
+                        type_form(count.type).depth != 0 or self.kind(type_form(count.type).base) not in NUMBERS:
+                    raise TableError(f"{where}: {words[1]} has no array {words[2]} counted by {words[3]}")
+                rules.lengths[(words[1], words[2])] = words[3]
             else:
                 rules.frame.add(words[1])
         return rules
@@ -734,6 +851,18 @@ class ComModel(Model):
                 out.append((p, riid, None))
         return out
 
+    def zero_count(self, owner, decl):
+        if isinstance(owner, comtable.Record):
+            count = self.rules.lengths.get((owner.name, decl.name))
+            return f"value->{count} == 0" if count else None
+        length = annotated_length(decl.annotation)
+        if length is None or "_Inexpressible_" in length:
+            return None     # the headers say the length cannot be written as an expression
+        # Of a capacity and the part written (`_Out_writes_to_(size, count)`), the capacity is
+        # what the pointer must be valid for.
+        first = apitable.split_params(length)[0]
+        return zero_test(first, {p.name: p for p in owner.params})
+
     def count(self, key: str, fn: apitable.Function, index: int, checks_result: bool) -> str:
         """The count expression of a counted array argument."""
         p = fn.params[index]
@@ -776,9 +905,12 @@ class ComModel(Model):
         for i, p in enumerate(fn.params):
             f = type_form(p.type)
             counted = f.depth == 2 and self.kind(f.base) in ("void", "interface")
-            line = self.line(p, context, self.count(key, fn, i, checks_result) if counted else None)
+            line = self.line(p, context, self.count(key, fn, i, checks_result) if counted else None,
+                             owner=fn)
             if line is not None and line.kind == "voidarray" and (key, p.name) in self.hook_rules.tight:
                 line.printer = "PrintArray_voidptr_tight"
+            if line is not None and line.reads_pointee and (key, p.name) in self.hook_rules.lengths:
+                line.unread_if = f"{self.hook_rules.lengths[(key, p.name)]} == 0"
             out.add(line, p.name, "std::cout", "1")
 
     def dump(self, slot):
@@ -829,7 +961,7 @@ class ComModel(Model):
         special = (name in r.tagged or name in r.headed or name in r.all_members
                    or name == self.RAYTRACING_INPUTS)
         for m in before if special else before + after:
-            out.add(self.line(m, "field"), f"value->{m.name}", "os", "indent + 1",
+            out.add(self.line(m, "field", owner=record), f"value->{m.name}", "os", "indent + 1",
                     bits=m.bits is not None)
         union = self.union(record)
         if name in r.tagged:
@@ -843,7 +975,7 @@ class ComModel(Model):
             self._raytracing_inputs(union, out)
         if special:
             for m in after:
-                out.add(self.line(m, "field"), f"value->{m.name}", "os", "indent + 1",
+                out.add(self.line(m, "field", owner=record), f"value->{m.name}", "os", "indent + 1",
                         bits=m.bits is not None)
         if len(out.statements) == 1:
             out.statements.append("    static_cast<void>(value);\n")

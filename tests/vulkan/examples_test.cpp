@@ -91,6 +91,7 @@ const Example kExamples[] = {
                                                   VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL};
          VkWriteDescriptorSet writes[2] = {{VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET},
                                            {VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET}};
+         writes[0].descriptorCount = writes[1].descriptorCount = 1;
          writes[0].descriptorType = VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER;
          writes[0].pImageInfo = Garbage<const VkDescriptorImageInfo>();
          writes[0].pBufferInfo = &bufferInfo;
