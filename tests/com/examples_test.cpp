@@ -234,6 +234,52 @@ TEST(ComExamples, ValuesOfEveryKind) {
     ExpectGolden("com/values.txt", out);
 }
 
+// Never mapped: reading through it would fault.
+template <typename T>
+T* Garbage() {
+    return reinterpret_cast<T*>(std::uintptr_t{0x10});
+}
+
+// An array whose count is 0 may hold anything: nothing behind it is read, whether the count is an
+// argument, a product of arguments, read through an argument after the call (a null one that
+// the declaration makes optional counts nothing), a field beside it, or known from the
+// documentation alone. A count of 1 shows the element as ever.
+TEST(ComExamples, ArraysCountedZeroAreNotRead) {
+    VerboseLayer layer;
+    FakeObject list, context, device12, swapChain;
+    Arm<ID3D12ObjectVtbl>(list, 1);
+    Arm<ID3D11DeviceChildVtbl>(context, 2);
+    Arm<ID3D12ObjectVtbl>(device12, 3);
+    Arm<IDXGIObjectVtbl>(swapChain, 4);
+    Next<decltype(ID3D11DeviceContextVtbl::RSGetViewports)>::body =
+        [](ID3D11DeviceContext*, UINT* count, D3D11_VIEWPORT*) { *count = 0; };
+    D3D12_RESOURCE_BARRIER barrier = {};
+    barrier.Type = D3D12_RESOURCE_BARRIER_TYPE_UAV;
+    UINT viewports = 4;
+    const DXGI_PRESENT_PARAMETERS parameters = {0, Garbage<RECT>(), nullptr, nullptr};
+    const D3D12_COMMAND_SIGNATURE_DESC signature = {16, 0, Garbage<const D3D12_INDIRECT_ARGUMENT_DESC>(), 0};
+    const std::string out = CaptureStdout([&] {
+        const auto commands = list.as<ID3D12GraphicsCommandList1>();
+        const auto barriers = HOOK(layer, ID3D12GraphicsCommandList1, ResourceBarrier);
+        barriers(commands, 0, Garbage<const D3D12_RESOURCE_BARRIER>());
+        barriers(commands, 1, &barrier);
+        HOOK(layer, ID3D12GraphicsCommandList1, OMSetRenderTargets)(
+            commands, 0, Garbage<const D3D12_CPU_DESCRIPTOR_HANDLE>(), 0, nullptr);
+        HOOK(layer, ID3D12GraphicsCommandList1, SetSamplePositions)(commands, 4, 0, Garbage<D3D12_SAMPLE_POSITION>());
+        const auto context11 = context.as<ID3D11DeviceContext>();
+        HOOK(layer, ID3D11DeviceContext, IASetVertexBuffers)(context11, 0, 0, Garbage<ID3D11Buffer* const>(),
+                                                             Garbage<const UINT>(), Garbage<const UINT>());
+        HOOK(layer, ID3D11DeviceContext, RSGetViewports)(context11, &viewports, Garbage<D3D11_VIEWPORT>());
+        const auto device = device12.as<ID3D12Device>();
+        HOOK(layer, ID3D12Device, GetResourceTiling)(device, nullptr, nullptr, nullptr, nullptr, nullptr, 0,
+                                                     Garbage<D3D12_SUBRESOURCE_TILING>());
+        HOOK(layer, ID3D12Device, CreateCommandSignature)(device, &signature, nullptr,
+                                                          IID_ID3D12CommandSignature, nullptr);
+        HOOK(layer, IDXGISwapChain1, Present1)(swapChain.as<IDXGISwapChain1>(), 0, 0, &parameters);
+    });
+    ExpectGolden("com/zero_counts.txt", out);
+}
+
 // Enums called directly: several names, names shared by API versions, values with the high bit.
 TEST(ComExamples, EnumPrinters) {
     const std::uint32_t enums[][2] = {

@@ -116,6 +116,57 @@ const Example kExamples[] = {
          VkPipeline pipeline;
          As<PFN_vkCreateGraphicsPipelines>(hook)(kDevice, VK_NULL_HANDLE, 1, &info, nullptr, &pipeline);
      }},
+    // An array whose count is 0 may hold anything: nothing behind it is read, in a parameter and
+    // in a field, by a count read after the call and by a count that is a formula. A count of 1
+    // shows the element as ever.
+    {"zero_count_submit", s::vkQueueSubmit,
+     Fn(+[](VkQueue, uint32_t, const VkSubmitInfo*, VkFence) { return VK_SUCCESS; }),
+     +[](void* hook) {
+         const auto submit = As<PFN_vkQueueSubmit>(hook);
+         const VkQueue queue = Handle<VkQueue>(3);
+         submit(queue, 0, Garbage<const VkSubmitInfo>(), VK_NULL_HANDLE);
+         const VkPipelineStageFlags stage = VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT;
+         VkSubmitInfo info = {VK_STRUCTURE_TYPE_SUBMIT_INFO};
+         info.pWaitSemaphores = Garbage<const VkSemaphore>();
+         info.pWaitDstStageMask = Garbage<const VkPipelineStageFlags>();
+         info.pCommandBuffers = Garbage<const VkCommandBuffer>();
+         submit(queue, 1, &info, VK_NULL_HANDLE);
+         info.waitSemaphoreCount = 1;
+         info.pWaitDstStageMask = &stage;
+         submit(queue, 1, &info, VK_NULL_HANDLE);
+     }},
+    {"zero_count_enumerate", s::vkEnumerateDeviceExtensionProperties,
+     Fn(+[](VkPhysicalDevice, const char*, uint32_t* count, VkExtensionProperties* properties) {
+         // One extension; as many written as there is room for.
+         if (*count == 0) return VK_INCOMPLETE;
+         *count = 1;
+         *properties = {"VK_KHR_swapchain", 70};
+         return VK_SUCCESS;
+     }),
+     +[](void* hook) {
+         const auto enumerate = As<PFN_vkEnumerateDeviceExtensionProperties>(hook);
+         const VkPhysicalDevice device = Handle<VkPhysicalDevice>(4);
+         uint32_t count = 0;   // the data of an empty vector
+         enumerate(device, nullptr, &count, Garbage<VkExtensionProperties>());
+         VkExtensionProperties properties;
+         count = 1;
+         enumerate(device, nullptr, &count, &properties);
+     }},
+    {"zero_count_shader_code", s::vkCreateShaderModule,
+     Fn(+[](VkDevice, const VkShaderModuleCreateInfo*, const VkAllocationCallbacks*, VkShaderModule*) {
+         return VK_SUCCESS;
+     }),
+     +[](void* hook) {
+         const uint32_t code[] = {0x07230203};
+         VkShaderModuleCreateInfo info = {VK_STRUCTURE_TYPE_SHADER_MODULE_CREATE_INFO};
+         info.codeSize = 3;   // less than one word
+         info.pCode = Garbage<const uint32_t>();
+         VkShaderModule module;
+         As<PFN_vkCreateShaderModule>(hook)(kDevice, &info, nullptr, &module);
+         info.codeSize = sizeof code;
+         info.pCode = code;
+         As<PFN_vkCreateShaderModule>(hook)(kDevice, &info, nullptr, &module);
+     }},
 };
 
 class WorkedCall : public ::testing::TestWithParam<Example> {};
