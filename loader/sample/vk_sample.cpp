@@ -10,6 +10,8 @@
 //                                  (the benchmark's baseline for a dump of the same lines)
 //   vk_sample --probe              also asks for an unknown name and for a function of an
 //                                  extension it did not enable, and prints what came back
+//   vk_sample --zero-count-submit  also submits an empty batch whose array pointer is not
+//                                  mapped: valid, since with a count of 0 it may hold anything
 #include <vulkan/vulkan.h>
 
 #include <unistd.h>
@@ -43,6 +45,7 @@ struct Options {
     std::string timingFile;
     std::vector<std::string> linesToWrite;
     bool probe = false;
+    bool zeroCountSubmit = false;
 };
 
 Options ParseOptions(int argc, char** argv) {
@@ -57,9 +60,11 @@ Options ParseOptions(int argc, char** argv) {
             for (std::string line; std::getline(text, line);) options.linesToWrite.push_back(line + '\n');
         } else if (arg == "--probe") {
             options.probe = true;
+        } else if (arg == "--zero-count-submit") {
+            options.zeroCountSubmit = true;
         } else {
-            std::fprintf(stderr,
-                         "usage: vk_sample [--record N [FILE]] [--write-lines TEXT] [--probe]\n");
+            std::fprintf(stderr, "usage: vk_sample [--record N [FILE]] [--write-lines TEXT] [--probe] "
+                                 "[--zero-count-submit]\n");
             std::exit(2);
         }
     }
@@ -288,6 +293,13 @@ int main(int argc, char** argv) {
                     NullOrNot(vkGetDeviceProcAddr(device, "vkCmdSetLineStippleEXT")));
         std::printf("device lookup of a core function: %s\n",
                     NullOrNot(vkGetDeviceProcAddr(device, "vkCmdDispatch")));
+    }
+
+    if (options.zeroCountSubmit) {
+        const auto* unmapped = reinterpret_cast<const VkSubmitInfo*>(std::uintptr_t{0x10});
+        Check(vkQueueSubmit(queue, 0, unmapped, VK_NULL_HANDLE), "vkQueueSubmit of nothing");
+        Check(vkQueueWaitIdle(queue), "vkQueueWaitIdle");
+        std::printf("submitted: an empty batch\n");
     }
 
     vkDestroyFence(device, fence, nullptr);

@@ -260,6 +260,21 @@ def case_reader_gone(app):
               f"{stream}: first line {first!r}, exits {rc} after its reader left, plain run {plain.rc}")
 
 
+def case_zero_count_submit(args):
+    """A valid submit of nothing whose array pointer is not mapped: the program runs as it does
+    without the layer, and the dump says only that the pointer is not null."""
+    command = [args.sample, "--zero-count-submit"]
+    plain = run(command)
+    dump = run(command, [args.tov_log, "--verbose", "--"])
+    check(plain.rc == 0 and "submitted: an empty batch" in plain.out.splitlines(),
+          f"plain run exits {plain.rc}:\n{plain.err}")
+    check(dump.rc == plain.rc, f"verbose run exits {dump.rc}, plain run {plain.rc}:\n{dump.err[-2000:]}")
+    check("submitted: an empty batch" in dump.out.splitlines(), "verbose run: the program's line is missing")
+    expected = ("vkQueueSubmit\n    uint32_t submitCount: 0\n    const VkSubmitInfo * pSubmits: IS NYI\n"
+                "= VkResult RESULT  VK_SUCCESS, \n")
+    check(expected in dump.out, "verbose run: no dump of the empty submit")
+
+
 def case_threads(args):
     """Threads that make calls at once: every call has its lines, whole, in both modes."""
     threads, calls, name = 8, 200, "vkGetPhysicalDeviceProperties"
@@ -354,6 +369,7 @@ def main():
         "output_faults": lambda: case_output_faults(args),
         "reader_gone": lambda: case_reader_gone(sample),
         "threads": lambda: case_threads(args),
+        "zero_count_submit": lambda: case_zero_count_submit(args),
     }
     if args.case not in cases:
         sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
