@@ -8,5 +8,6 @@ target_link_libraries(com_hook_bench PRIVATE testhost layer_headers com_api_head
 set_target_properties(com_hook_bench PROPERTIES ENABLE_EXPORTS ON)
 
 add_custom_target(com_bench
-  COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/bench/ratios.py $<TARGET_FILE:com_hook_bench>
+  COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/bench/ratios.py ${TOV_BENCH_RUNNER}
+          $<TARGET_FILE:com_hook_bench>
   DEPENDS com_hook_bench logging_layer USES_TERMINAL)

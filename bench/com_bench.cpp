@@ -14,10 +14,17 @@ extern "C" __attribute__((visibility("default"))) int LogMessage(int, int, int, 
     return 0;
 }
 
+// On Windows the baseline's own addresses, not the program's import stubs (a jump more).
+#ifdef _WIN32
+#define BASELINE_API __declspec(dllimport)
+#else
+#define BASELINE_API
+#endif
+
 extern "C" {
-extern void* g_comBaselineSlots[2];
-void TOV_COM_CALL ComBaselineDrawInstanced(void*, UINT, UINT, UINT, UINT);
-std::uint64_t* TOV_COM_CALL ComBaselineGetCpuHandle(void*, std::uint64_t*);
+BASELINE_API extern void* g_comBaselineSlots[2];
+BASELINE_API void TOV_COM_CALL ComBaselineDrawInstanced(void*, UINT, UINT, UINT, UINT);
+BASELINE_API std::uint64_t* TOV_COM_CALL ComBaselineGetCpuHandle(void*, std::uint64_t*);
 }
 
 namespace {
@@ -40,6 +47,12 @@ struct Setup {
                     reinterpret_cast<void*>(&DriverGetCpuHandle));
         g_comBaselineSlots[0] = reinterpret_cast<void*>(&DriverDrawInstanced);
         g_comBaselineSlots[1] = reinterpret_cast<void*>(&DriverGetCpuHandle);
+#ifdef _WIN32
+        // Windows binds both libraries' LogMessage to journal-x64.dll: point them at the no-op.
+        for (void* module : {layer.module(), tov::testhost::ModuleOf(g_comBaselineSlots)})
+            tov::testhost::ReplaceImport(module, "journal-x64.dll", "LogMessage",
+                                         reinterpret_cast<void*>(&LogMessage));
+#endif
     }
     tov::testhost::Layer layer;
 };

@@ -13,11 +13,18 @@ extern "C" __attribute__((visibility("default"))) int LogMessage(int, int, int, 
     return 0;
 }
 
+// On Windows the baseline's own addresses, not the program's import stubs (a jump more).
+#ifdef _WIN32
+#define BASELINE_API __declspec(dllimport)
+#else
+#define BASELINE_API
+#endif
+
 extern "C" {
-extern void* g_baselineSlots[2];
-std::int32_t BaselineQueueWaitIdle(void* queue);
-void BaselineCmdDrawIndexed(void*, std::uint32_t, std::uint32_t, std::uint32_t, std::int32_t,
-                            std::uint32_t);
+BASELINE_API extern void* g_baselineSlots[2];
+BASELINE_API std::int32_t BaselineQueueWaitIdle(void* queue);
+BASELINE_API void BaselineCmdDrawIndexed(void*, std::uint32_t, std::uint32_t, std::uint32_t,
+                                         std::int32_t, std::uint32_t);
 }
 
 namespace {
@@ -35,6 +42,12 @@ struct Setup {
         layer.Route(s::vkCmdDrawIndexed, reinterpret_cast<void*>(&DriverCmdDrawIndexed));
         g_baselineSlots[0] = reinterpret_cast<void*>(&DriverQueueWaitIdle);
         g_baselineSlots[1] = reinterpret_cast<void*>(&DriverCmdDrawIndexed);
+#ifdef _WIN32
+        // Windows binds both libraries' LogMessage to journal-x64.dll: point them at the no-op.
+        for (void* module : {layer.module(), tov::testhost::ModuleOf(g_baselineSlots)})
+            tov::testhost::ReplaceImport(module, "journal-x64.dll", "LogMessage",
+                                         reinterpret_cast<void*>(&LogMessage));
+#endif
     }
     tov::testhost::Layer layer;
 };

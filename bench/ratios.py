@@ -4,8 +4,8 @@ call measured in the same run. Benchmarks are named <Call>_Hook, <Call>_Baseline
 is one, <Call>_Direct; <Call>_Filtered (a call that the call filter leaves out) is told as a
 ratio to <Call>_Direct.
 
-Usage: ratios.py [--cpu-time] BENCH_EXECUTABLE [benchmark args...]
-With --cpu-time the figures are the process's CPU time (the kernel's included) rather than the
+Usage: ratios.py [--run-with RUNNER] [--cpu-time] BENCH_EXECUTABLE [benchmark args...]
+RUNNER starts the executable (the Windows build's wine-run). With --cpu-time the figures are the process's CPU time (the kernel's included) rather than the
 wall clock, which on a shared machine also counts the time others hold the processor.
 """
 import json
@@ -13,9 +13,11 @@ import subprocess
 import sys
 
 args = sys.argv[1:]
+runner = args[1:2] if args[:1] == ["--run-with"] else []
+args = args[2:] if runner else args
 clock = "cpu_time" if args[:1] == ["--cpu-time"] else "real_time"
 args = args[1:] if clock == "cpu_time" else args
-out = subprocess.run([args[0], "--benchmark_format=json", "--benchmark_repetitions=5",
+out = subprocess.run([*runner, args[0], "--benchmark_format=json", "--benchmark_repetitions=5",
                       "--benchmark_enable_random_interleaving=true",
                       "--benchmark_report_aggregates_only=true", *args[1:]],
                      check=True, capture_output=True, text=True).stdout

@@ -4,14 +4,14 @@ of tests/golden/demo.txt (TOV_UPDATE_GOLDEN=1 rewrites it); in ordinary mode sta
 holds the keyframe banner alone and standard error one logger line for each call the verbose
 dump has a header line for, in the same order.
 
-Usage: demo_test.py TOV_DEMO GOLDEN"""
+Usage: demo_test.py [RUNNER] TOV_DEMO GOLDEN   (RUNNER: the Windows build's wine-run)"""
 import os
 import subprocess
 import sys
 
-demo, golden = sys.argv[1], sys.argv[2]
-verbose = subprocess.run([demo], capture_output=True, timeout=120, check=True).stdout.decode()
-ordinary = subprocess.run([demo, "--ordinary"], capture_output=True, timeout=120, check=True)
+demo, golden = sys.argv[1:-1], sys.argv[-1]
+verbose = subprocess.run(demo, capture_output=True, timeout=120, check=True).stdout.decode()
+ordinary = subprocess.run([*demo, "--ordinary"], capture_output=True, timeout=120, check=True)
 if os.environ.get("TOV_UPDATE_GOLDEN") == "1":
     open(golden, "w", encoding="utf-8", newline="\n").write(verbose)
 expected = open(golden, encoding="utf-8", newline="").read()

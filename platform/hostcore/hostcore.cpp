@@ -1,6 +1,7 @@
 #include "tov/hostcore.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -42,16 +43,57 @@ void EventPublisher::Reserved3() {}
 int EventPublisher::Subscribe(const SubscriptionKey*, Subscriber*) { return 0; }
 EventPublisher::~EventPublisher() = default;
 
-EventPublisher::Subscriber::Subscriber() = default;
-
-EventPublisher::Subscriber::~Subscriber() {
+namespace {
+void Unsubscribe(EventPublisher::Subscriber* subscriber) {
     auto& subs = Publisher().subscriptions;
     subs.erase(std::remove_if(subs.begin(), subs.end(),
-                              [this](const Subscription& s) { return s.subscriber == this; }),
+                              [subscriber](const Subscription& s) {
+                                  return s.subscriber == subscriber;
+                              }),
                subs.end());
 }
+}  // namespace
+
+#if TOV_HOST_MSVC_LAYOUT
+namespace {
+// The base's own table, in force while a subscriber's base part is built or torn down.
+void* BaseScalarDeletingDestructor(EventPublisher::Subscriber* self, unsigned) {
+    tovHostSubscriberDestruct(self);
+    return self;
+}
+void PureOnEvent(EventPublisher::Subscriber*, void*, EventData*) { std::abort(); }
+constexpr EventPublisher::SubscriberTable kBaseTable = {&BaseScalarDeletingDestructor,
+                                                         &PureOnEvent};
+
+void Deliver(EventPublisher::Subscriber* subscriber, EventData* event) {
+    subscriber->table->onEvent(subscriber, nullptr, event);
+}
+}  // namespace
+
+extern "C" EventPublisher::Subscriber* tovHostSubscriberConstruct(
+    EventPublisher::Subscriber* self) {
+    self->table = &kBaseTable;
+    return self;
+}
+
+extern "C" void tovHostSubscriberDestruct(EventPublisher::Subscriber* self) {
+    self->table = &kBaseTable;
+    Unsubscribe(self);
+}
+
+extern "C" EventPublisher* tovHostGetEventPublisher() { return &Publisher(); }
+#else
+namespace {
+void Deliver(EventPublisher::Subscriber* subscriber, EventData* event) {
+    subscriber->OnEvent(nullptr, event);
+}
+}  // namespace
+
+EventPublisher::Subscriber::Subscriber() = default;
+EventPublisher::Subscriber::~Subscriber() { Unsubscribe(this); }
 
 EventPublisher* GetEventPublisher() { return &Publisher(); }
+#endif
 
 int PublishEvent(const char* channel, EventData* event) {
     // Copy first: a subscriber may subscribe or end while it is being told.
@@ -59,7 +101,7 @@ int PublishEvent(const char* channel, EventData* event) {
     int reached = 0;
     for (const Subscription& s : snapshot) {
         if (s.channel != channel) continue;
-        s.subscriber->OnEvent(nullptr, event);
+        Deliver(s.subscriber, event);
         ++reached;
     }
     return reached;

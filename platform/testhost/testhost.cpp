@@ -1,13 +1,39 @@
 #include "testhost.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <algorithm>
 #include <cstring>
-#include <iostream>
 
 #include "tov/hostcore.h"
 #include "tov/journal.h"
+
+namespace {
+#ifdef _WIN32
+void* OpenLibrary(const std::string& path, std::string& error) {
+    HMODULE module = LoadLibraryA(path.c_str());
+    if (module == nullptr)
+        error = "LoadLibrary failed with error " + std::to_string(GetLastError());
+    return reinterpret_cast<void*>(module);
+}
+void* FindSymbol(void* handle, const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
+}
+void CloseLibrary(void* handle) { FreeLibrary(static_cast<HMODULE>(handle)); }
+#else
+void* OpenLibrary(const std::string& path, std::string& error) {
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) error = dlerror();
+    return handle;
+}
+void* FindSymbol(void* handle, const char* name) { return dlsym(handle, name); }
+void CloseLibrary(void* handle) { dlclose(handle); }
+#endif
+}  // namespace
 
 namespace tov::testhost {
 
@@ -27,24 +53,24 @@ std::vector<LayerParameterRecord> MakeRecords(const std::vector<Parameter>& para
 std::string Layer::DefaultLayerPath() { return TOV_LAYER_PATH; }
 
 Layer::Layer(const std::string& path) {
-    handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle_ == nullptr) {
-        error_ = dlerror();
-        return;
-    }
+    handle_ = OpenLibrary(path, error_);
+    if (handle_ == nullptr) return;
+#ifdef _WIN32
+    RouteStdoutToCaptures(handle_);
+#endif
     getDispatchTable_ =
-        reinterpret_cast<PFN_tovGetDispatchTable>(dlsym(handle_, "tovGetDispatchTable"));
+        reinterpret_cast<PFN_tovGetDispatchTable>(FindSymbol(handle_, "tovGetDispatchTable"));
     getLayerHelpText_ =
-        reinterpret_cast<PFN_tovGetLayerHelpText>(dlsym(handle_, "tovGetLayerHelpText"));
+        reinterpret_cast<PFN_tovGetLayerHelpText>(FindSymbol(handle_, "tovGetLayerHelpText"));
     if (getDispatchTable_ == nullptr || getLayerHelpText_ == nullptr) {
         error_ = "the library does not export the layer's entry points";
-        dlclose(handle_);
+        CloseLibrary(handle_);
         handle_ = nullptr;
     }
 }
 
 Layer::~Layer() {
-    if (handle_ != nullptr) dlclose(handle_);
+    if (handle_ != nullptr) CloseLibrary(handle_);
 }
 
 LayerDispatchTable* Layer::GetDispatchTable(const std::vector<Parameter>& parameters) {
@@ -69,7 +95,12 @@ void Layer::RouteAll(const std::vector<void*>& nexts) {
 }
 
 void Layer::ReportLibraryLoaded(const char16_t* path) {
-    table_->eventHandler->OnLibraryLoaded(path);
+    EventHandler* handler = table_->eventHandler;
+#if TOV_HOST_MSVC_LAYOUT
+    handler->table->onLibraryLoaded(handler, path);
+#else
+    handler->OnLibraryLoaded(path);
+#endif
 }
 
 namespace {
@@ -99,43 +130,5 @@ void CaptureSink(void* context, int level, int category, int flags, const char* 
 LoggerCapture::LoggerCapture() { JournalSetSink(&CaptureSink, this); }
 LoggerCapture::~LoggerCapture() { JournalSetSink(nullptr, nullptr); }
 
-void LineCheckingBuffer::clear() { *this = LineCheckingBuffer(); }
-
-void LineCheckingBuffer::Insert(const char* s, std::size_t n) {
-    if (insertions_++ > 0 && fault_.empty()) fault_ = "a line in pieces: ";
-    text_.append(s, n);
-}
-
-LineCheckingBuffer::int_type LineCheckingBuffer::overflow(int_type c) {
-    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
-    const char ch = traits_type::to_char_type(c);
-    Insert(&ch, 1);
-    return c;
-}
-
-std::streamsize LineCheckingBuffer::xsputn(const char* s, std::streamsize n) {
-    Insert(s, static_cast<std::size_t>(n));
-    return n;
-}
-
-int LineCheckingBuffer::sync() {
-    ++flushes_;
-    const std::string line = text_.substr(lineStart_);
-    if (fault_.empty() && (line.empty() || line.find('\n') != line.size() - 1))
-        fault_ = "a flush that does not end exactly one line: ";
-    if (fault_.size() > 0 && fault_.back() == ' ') fault_ += "\"" + line + "\"";
-    lineStart_ = text_.size();
-    insertions_ = 0;
-    return 0;
-}
-
-std::string LineCheckingBuffer::faults() const {
-    if (!fault_.empty()) return fault_;
-    if (lineStart_ != text_.size()) return "text never flushed: \"" + text_.substr(lineStart_) + "\"";
-    return "";
-}
-
-StdoutCapture::StdoutCapture() : previous_(std::cout.rdbuf(&buffer_)) {}
-StdoutCapture::~StdoutCapture() { std::cout.rdbuf(previous_); }
 
 }  // namespace tov::testhost

@@ -20,7 +20,7 @@ struct Parameter {
 // Records as the host passes them; text longer than a field is cut to leave room for the NUL.
 std::vector<LayerParameterRecord> MakeRecords(const std::vector<Parameter>& parameters);
 
-// The layer library, loaded with dlopen and found by its exported names.
+// The layer library, loaded with dlopen (LoadLibrary on Windows) and found by its exported names.
 class Layer {
 public:
     explicit Layer(const std::string& path = DefaultLayerPath());
@@ -31,6 +31,8 @@ public:
     static std::string DefaultLayerPath();
 
     bool loaded() const { return handle_ != nullptr; }
+    // The dlopen handle; on Windows the module handle.
+    void* module() const { return handle_; }
     const std::string& error() const { return error_; }
 
     // Calls tovGetDispatchTable and reads every slot's hook (zero: no hook for that slot).
@@ -119,5 +121,16 @@ private:
     LineCheckingBuffer buffer_;
     std::streambuf* previous_;
 };
+#ifdef _WIN32
+// What symbol interposition does on Linux: points a loaded module's import of `function` from
+// `library` (matched without regard to case) at `replacement`. Returns what the import pointed
+// at before, or null if the module has no such import.
+void* ReplaceImport(void* module, const char* library, const char* function, void* replacement);
+// The module that holds an address, null if none.
+void* ModuleOf(const void* address);
+// Makes a loaded layer DLL's writes to standard output reach the StdoutCapture that lives when
+// they happen (the layer loaded by Layer is routed so already).
+void RouteStdoutToCaptures(void* module);
+#endif
 
 }  // namespace tov::testhost

@@ -5,12 +5,28 @@
 #include <cstddef>
 #include <cstdint>
 
-// The event handler whose address the layer hands over in the dispatch table.
+// The event handler whose address the layer hands over in the dispatch table. On Windows its
+// table holds the virtual destructor in slot 0 and OnLibraryLoaded in slot 1, as MSVC lays the
+// class out.
+#if defined(_WIN32) && !defined(_MSC_VER)
+// Other compilers for Windows would give the destructor two slots: here the table is spelled out.
+// scalarDeletingDestructor frees the object too when bit 0 of flags is set.
+struct EventHandler;
+struct EventHandlerTable {
+    void* (*scalarDeletingDestructor)(EventHandler* self, unsigned flags);
+    // path: NUL-terminated UTF-16 text.
+    void (*onLibraryLoaded)(EventHandler* self, const char16_t* path);
+};
+struct EventHandler {
+    const EventHandlerTable* table;
+};
+#else
 struct EventHandler {
     virtual ~EventHandler() {}
     // path: NUL-terminated UTF-16 text.
     virtual void OnLibraryLoaded(const char16_t* path) {}
 };
+#endif
 
 // One parameter as the host passes it: 512 UTF-16 units of name, 512 of value, each
 // NUL-terminated inside its field. Records stand back to back with a stride of 2,048 bytes.

@@ -66,4 +66,41 @@ void LoggingLayerEventHandler::OnLibraryLoaded(const char16_t* path) {
     LogMessage(2, 1, 0, "Library loaded: %s", buffer);
 }
 
+#if TOV_HOST_MSVC_LAYOUT
+namespace {
+
+using Subscriber = runtime::EventPublisher::Subscriber;
+
+// Both objects are static: the scalar deleting destructor never frees them.
+void* SubscriberScalarDeletingDestructor(Subscriber* self, unsigned) {
+    static_cast<KeyframeSubscriber*>(self)->~KeyframeSubscriber();
+    return self;
+}
+void SubscriberOnEvent(Subscriber* self, void* source, runtime::EventData* event) {
+    static_cast<KeyframeSubscriber*>(self)->OnEvent(source, event);
+}
+constexpr runtime::EventPublisher::SubscriberTable kKeyframeSubscriberTable = {
+    &SubscriberScalarDeletingDestructor, &SubscriberOnEvent};
+
+void* HandlerScalarDeletingDestructor(EventHandler* self, unsigned) { return self; }
+void HandlerOnLibraryLoaded(EventHandler* self, const char16_t* path) {
+    static_cast<LoggingLayerEventHandler*>(self)->OnLibraryLoaded(path);
+}
+
+}  // namespace
+
+constinit const EventHandlerTable kLoggingLayerEventHandlerTable = {
+    &HandlerScalarDeletingDestructor, &HandlerOnLibraryLoaded};
+
+KeyframeSubscriber::KeyframeSubscriber() : Subscriber{nullptr} {
+    runtime::tovHostSubscriberConstruct(this);
+    table = &kKeyframeSubscriberTable;
+}
+
+KeyframeSubscriber::~KeyframeSubscriber() {
+    table = &kKeyframeSubscriberTable;
+    runtime::tovHostSubscriberDestruct(this);
+}
+#endif
+
 }  // namespace tov::logging_layer

@@ -70,6 +70,23 @@ public:
 
 namespace tov::logging_layer {
 
+#if TOV_HOST_MSVC_LAYOUT
+// On Windows both objects are laid out as the host's compiler, MSVC, lays them out: one pointer
+// to a table whose slot 0 is the scalar deleting destructor and slot 1 the operation.
+struct KeyframeSubscriber : runtime::EventPublisher::Subscriber {
+    KeyframeSubscriber();   // the host's base constructor, then this class's table
+    ~KeyframeSubscriber();  // this class's table again, then the host's base destructor
+    KeyframeSubscriber(const KeyframeSubscriber&) = delete;
+    KeyframeSubscriber& operator=(const KeyframeSubscriber&) = delete;
+    void OnEvent(void* source, runtime::EventData* event);
+};
+
+extern const EventHandlerTable kLoggingLayerEventHandlerTable;
+struct LoggingLayerEventHandler : EventHandler {
+    constexpr LoggingLayerEventHandler() : EventHandler{&kLoggingLayerEventHandlerTable} {}
+    void OnLibraryLoaded(const char16_t* path);
+};
+#else
 struct KeyframeSubscriber : runtime::EventPublisher::Subscriber {
     void OnEvent(void* source, runtime::EventData* event) override;
 };
@@ -77,6 +94,7 @@ struct KeyframeSubscriber : runtime::EventPublisher::Subscriber {
 struct LoggingLayerEventHandler : EventHandler {
     void OnLibraryLoaded(const char16_t* path) override;
 };
+#endif
 
 // Static objects of this module (see library_statics.cpp).
 extern KeyframeSubscriber g_keyframeSubscriber;

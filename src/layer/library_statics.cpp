@@ -47,15 +47,22 @@ namespace {
 // The class is in the list before any call into the library.
 runtime::EventData::Class* const g_keyframeClass = common::KeyframeAppliedEvent::ClassObject();
 
-BOOL DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+}  // namespace
+}  // namespace tov::logging_layer
+
+// The library's entry point. On Windows the runtime calls it once the static objects above
+// exist, and at unload before they go; on Linux the last static object calls it at load.
+// DisableThreadLibraryCalls may fail (Wine refuses it for a library with thread-local data):
+// it only spares the layer notices it ignores anyway.
+extern "C" BOOL DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(instance);
     return 1;
 }
 
-// The entry point runs once the static objects above exist.
+#ifndef _WIN32
+namespace {
 struct EntryPoint {
     EntryPoint() { DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr); }
 } g_entryPoint;
-
 }  // namespace
-}  // namespace tov::logging_layer
+#endif

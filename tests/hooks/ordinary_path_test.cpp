@@ -2,8 +2,10 @@
 // logger receives the constant "%s" and a name that lives in the layer's own read-only data.
 // This executable defines LogMessage itself, which the layer then uses instead of the host
 // logger's, as it would in a host process that already has one, and counts every operator new.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <dlfcn.h>
+#endif
 
 #include <cstdarg>
 #include <cstdlib>
@@ -49,13 +51,45 @@ extern "C" __attribute__((visibility("default"))) int LogMessage(int level, int 
     return 0;
 }
 
+#ifdef _WIN32
+// On Windows the layer's imports are bound to the DLLs that export them, so the definitions
+// above are not seen by it: the probe points the layer's own imports of LogMessage and of the C
+// runtime's allocator (under operator new) at its counting versions instead.
+namespace {
+void* (*g_malloc)(std::size_t);
+void* (*g_calloc)(std::size_t, std::size_t);
+void* (*g_realloc)(void*, std::size_t);
+void* CountingMalloc(std::size_t size) {
+    if (g_counting) ++g_allocations;
+    return g_malloc(size);
+}
+void* CountingCalloc(std::size_t count, std::size_t size) {
+    if (g_counting) ++g_allocations;
+    return g_calloc(count, size);
+}
+void* CountingRealloc(void* p, std::size_t size) {
+    if (g_counting) ++g_allocations;
+    return g_realloc(p, size);
+}
+template <typename F>
+void Replace(void* module, const char* library, const char* function, F replacement, F* previous) {
+    *previous = reinterpret_cast<F>(tov::testhost::ReplaceImport(
+        module, library, function, reinterpret_cast<void*>(replacement)));
+}
+}  // namespace
+#endif
+
 namespace tov::test {
 
 namespace {
-bool InLibrary(const void* address, const std::string& libraryPath) {
+bool InLibrary(const void* address, const testhost::Layer& layer) {
+#ifdef _WIN32
+    return testhost::ModuleOf(address) == layer.module();
+#else
     Dl_info info;
     if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) return false;
-    return std::string(info.dli_fname) == libraryPath;
+    return std::string(info.dli_fname) == testhost::Layer::DefaultLayerPath();
+#endif
 }
 }  // namespace
 
@@ -65,6 +99,15 @@ void ExpectAllocationFreeOrdinaryPath(const std::vector<HookCase>& cases) {
     testhost::Layer layer;
     ASSERT_TRUE(layer.loaded()) << layer.error();
     layer.GetDispatchTable();
+#ifdef _WIN32
+    int (*logger)(int, int, int, const char*, ...) = nullptr;
+    Replace(layer.module(), "journal-x64.dll", "LogMessage", &LogMessage, &logger);
+    ASSERT_NE(logger, nullptr) << "the layer imports LogMessage from journal-x64.dll";
+    Replace(layer.module(), "msvcrt.dll", "malloc", &CountingMalloc, &g_malloc);
+    ASSERT_NE(g_malloc, nullptr) << "the layer allocates through msvcrt.dll's malloc";
+    Replace(layer.module(), "msvcrt.dll", "calloc", &CountingCalloc, &g_calloc);
+    Replace(layer.module(), "msvcrt.dll", "realloc", &CountingRealloc, &g_realloc);
+#endif
     std::vector<void*> nexts(logging_layer::kSlotCount, nullptr);
     for (const HookCase& c : cases) nexts[c.slot] = c.fake;
     layer.RouteAll(nexts);
@@ -86,8 +129,8 @@ void ExpectAllocationFreeOrdinaryPath(const std::vector<HookCase>& cases) {
         EXPECT_EQ(logged.flags, 0);
         EXPECT_STREQ(logged.format, "%s");
         EXPECT_STREQ(logged.name, c.name);
-        EXPECT_TRUE(InLibrary(logged.name, testhost::Layer::DefaultLayerPath())) << c.name;
-        EXPECT_TRUE(InLibrary(logged.format, testhost::Layer::DefaultLayerPath())) << c.name;
+        EXPECT_TRUE(InLibrary(logged.name, layer)) << c.name;
+        EXPECT_TRUE(InLibrary(logged.format, layer)) << c.name;
     }
 }
 

@@ -4,7 +4,15 @@
 // out within 50 ms, and at exit, abort and on fatal signals.
 #pragma once
 
+#if defined(_WIN32)
+#ifdef TOV_BUILDING_JOURNAL
+#define TOV_JOURNAL_API __declspec(dllexport)
+#else
+#define TOV_JOURNAL_API
+#endif
+#else
 #define TOV_JOURNAL_API __attribute__((visibility("default")))
+#endif
 
 extern "C" {
 

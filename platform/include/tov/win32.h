@@ -1,5 +1,6 @@
-// The few Windows platform types and functions that the layer itself touches, for building on
-// Linux. Wide text is UTF-16 in 16-bit units everywhere on the host interface.
+// The few Windows platform types and functions that the layer itself touches, declared alike on
+// both systems: on Windows the functions are kernel32's and rpcrt4's, on Linux the stand-ins of
+// platform/win32. Wide text is UTF-16 in 16-bit units everywhere on the host interface.
 #pragma once
 
 #include <cstdint>
