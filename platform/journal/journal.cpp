@@ -121,10 +121,17 @@ void StartWritingThread(Ring& ring) {
 
 // --- exit, fatal signals, fork ---------------------------------------------------------------
 
+void FlushOnSignal();
+
+// Where other threads still run at exit, a write under way is waited for; where the system has
+// stopped them, the writer may never let go, and the flush takes over as on a signal.
 void FlushAtExit() {
     Ring& ring = *g_ring;
     ring.exiting.store(true, std::memory_order_relaxed);
-    WriteOut(ring, Patience::kBounded);
+    if (OtherThreadsStoppedAtExit())
+        FlushOnSignal();
+    else
+        WriteOut(ring, Patience::kBounded);
 }
 
 // Signal-safe: no lock, no allocation. A writer under way on another thread is given a moment

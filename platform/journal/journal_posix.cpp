@@ -110,6 +110,8 @@ WriteResult WriteAll(int fd, const Piece* pieces, int count, Patience patience) 
 
 long CurrentThread() { return static_cast<long>(gettid()); }
 
+bool OtherThreadsStoppedAtExit() { return false; }
+
 void PauseBriefly() {
     const timespec pause = {0, 1000000};
     nanosleep(&pause, nullptr);

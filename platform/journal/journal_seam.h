@@ -42,5 +42,8 @@ void FlushOnFatalSignals(void (*flush)());
 void OnFork(void (*prepare)(), void (*parent)(), void (*child)());
 // Starts a thread that no signal of the program's is delivered to.
 void StartQuietThread(void (*run)());
+// Whether the system has stopped every other thread when the exit handlers run (Windows does,
+// wherever they were: the writing thread may have been stopped in the middle of a write).
+bool OtherThreadsStoppedAtExit();
 
 }  // namespace tov::journal

@@ -84,6 +84,8 @@ long CurrentThread() { return static_cast<long>(GetCurrentThreadId()); }
 
 void PauseBriefly() { Sleep(1); }
 
+bool OtherThreadsStoppedAtExit() { return true; }
+
 namespace {
 
 void (*g_flush)() = nullptr;
