@@ -37,11 +37,25 @@ void Catch(void* object);
 
 // Calls made while the host is already in a call on this thread (the implementation calling its
 // own methods, the host's own calls on objects) are nested: they go straight to the original.
-extern TOV_COMHOST_THREAD_LOCAL unsigned t_depth;
+// EnterCall says whether the call is the outermost one; every EnterCall is matched by one
+// LeaveCall, which passes a result through.
+inline bool EnterCall() {
+    const unsigned depth = platform::LoadDepth();
+    platform::StoreDepth(depth + 1);
+    return depth == 0;
+}
+inline void LeaveCall() { platform::StoreDepth(platform::LoadDepth() - 1); }
+template <typename T>
+T LeaveCall(T result) {
+    LeaveCall();
+    return result;
+}
+
+// The same count as a guard object.
 class Nesting {
 public:
-    Nesting() noexcept : outermost_(t_depth++ == 0) {}
-    ~Nesting() { --t_depth; }
+    Nesting() noexcept : outermost_(EnterCall()) {}
+    ~Nesting() { LeaveCall(); }
     Nesting(const Nesting&) = delete;
     Nesting& operator=(const Nesting&) = delete;
     bool outermost() const { return outermost_; }
@@ -49,16 +63,6 @@ public:
 private:
     const bool outermost_;
 };
-
-// The same count for code that must not run a destructor: EnterCall says whether the call is
-// the outermost one; every EnterCall is matched by one LeaveCall, which passes a result through.
-inline bool EnterCall() { return t_depth++ == 0; }
-inline void LeaveCall() { --t_depth; }
-template <typename T>
-T LeaveCall(T result) {
-    --t_depth;
-    return result;
-}
 
 // Catches the first `count` objects of an out-parameter array, if it is not null.
 template <typename T>

@@ -27,8 +27,8 @@ inline void* SlotNext(std::uint32_t slot) {
 inline void* SlotHook(std::uint32_t slot) { return g_hooks[slot]; }
 inline void* FunctionNext(std::uint32_t slot) { return g_functionNext[slot - kFirstFunctionSlot]; }
 
-// An interface of the catalogue: its run of slots, its base, and where its id reader's
-// GetPrivateData and SetPrivateData stand in its table of methods (-1: no capture id).
+// An interface of the catalogue: its run of slots, its base, and where the GetPrivateData and
+// SetPrivateData of its private data stand in its table of methods (-1: it has none).
 struct InterfaceInfo {
     const char* name;
     const IID* iid;

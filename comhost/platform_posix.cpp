@@ -8,6 +8,9 @@
 #include "platform.h"
 
 namespace tov::comhost::platform {
+
+__thread __attribute__((tls_model("initial-exec"))) unsigned t_depth = 0;
+
 namespace {
 
 std::uintptr_t PageSize() { return static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE)); }

@@ -11,7 +11,6 @@
 
 namespace tov::comhost {
 
-TOV_COMHOST_THREAD_LOCAL unsigned t_depth = 0;
 void** g_slots = nullptr;
 void* g_hooks[tov::logging_layer::kSlotCount] = {};
 void* g_functionNext[kFunctionSlotCount] = {};
@@ -37,6 +36,7 @@ std::atomic<std::size_t> g_classCount{0};
 std::vector<const void*> g_claimedBy;  // per interface: the table of methods of its class
 
 std::atomic<std::uint64_t> g_nextCaptureId{1};
+bool g_filteredFunction[kFunctionSlotCount] = {};  // the exported functions the filter leaves out
 
 class Locked {
 public:
@@ -176,7 +176,8 @@ void Attach(LayerDispatchTable* table, void* const* hooks, const char* who) {
         std::atomic_ref<void*>(g_slots[kFirstFunctionSlot + i]).store(g_functionNext[i], std::memory_order_release);
         // A function the call filter leaves out still hands out its objects to be caught: its
         // entry calls the implementation's function where the hook would be.
-        if (g_hooks[kFirstFunctionSlot + i] == nullptr) g_hooks[kFirstFunctionSlot + i] = g_functionNext[i];
+        g_filteredFunction[i] = g_hooks[kFirstFunctionSlot + i] == nullptr;
+        if (g_filteredFunction[i]) g_hooks[kFirstFunctionSlot + i] = g_functionNext[i];
     }
     g_attached.store(true, std::memory_order_release);
 }
@@ -184,7 +185,14 @@ void Attach(LayerDispatchTable* table, void* const* hooks, const char* who) {
 bool Attached() { return g_attached.load(std::memory_order_acquire); }
 
 void SetFunctionNext(std::uint32_t slot, void* next) {
+    // A library of the implementation can come in after the host attached (a proxy DLL loaded
+    // later): its function goes into the slot too, and stands in for a hook the filter dropped.
+    const Locked locked;
     g_functionNext[slot - kFirstFunctionSlot] = next;
+    if (!g_attached.load(std::memory_order_relaxed)) return;
+    std::atomic_ref<void*>(g_slots[slot]).store(next, std::memory_order_release);
+    if (g_filteredFunction[slot - kFirstFunctionSlot])
+        std::atomic_ref<void*>(g_hooks[slot]).store(next, std::memory_order_release);
 }
 
 void Catch(void* object) {

@@ -21,7 +21,6 @@ OUTDIR/comhost_catalogue.cpp.
 """
 import apitable
 import comtable
-import gen_com_object_printers
 import typemodel
 
 # An entry counts the call in and out by hand rather than with a guard object: with no cleanup
@@ -188,10 +187,13 @@ def interface_rows() -> str:
     rows = []
     for i in ifaces:
         table = comtable.vtable(i, by_name)
-        reader = gen_com_object_printers.id_reader(i, by_name)
+        # The host tags every object that has private data, the Direct3D 10 ones too, although
+        # the layer reads no id from those: the same object may reach the program under another
+        # interface of its.
         get = set_ = -1
-        if reader:
-            where = {m.name: k for k, (d, m) in enumerate(table) if d.name == reader}
+        declaring = next((d.name for d, m in table if m.name == "GetPrivateData"), None)
+        if declaring:
+            where = {m.name: k for k, (d, m) in enumerate(table) if d.name == declaring}
             get, set_ = where["GetPrivateData"], where["SetPrivateData"]
         base = index[i.base] if i.base else -1
         rows.append(f'    {{"{i.name}", &IID_{i.name}, {base}, {first[i.name]}, {len(table)}, {get}, {set_}}},\n')

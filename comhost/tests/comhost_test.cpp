@@ -14,6 +14,7 @@
 
 #include "call_filter.h"
 #include "comhost.h"
+#include "comhost_functions.h"
 #include "entry_support.h"
 #include "object_printers.h"
 #include "slot_catalogue.h"
@@ -144,7 +145,7 @@ protected:
 class FilteredComHost : public ComHost {
 protected:
     void SetUp() override {
-        skip = "ID3D12Fence::AddRef,ID3D12Fence::GetCompletedValue,ID3D12Fence::GetDevice";
+        skip = "ID3D12Fence::AddRef,ID3D12Fence::GetCompletedValue,ID3D12Fence::GetDevice,CreateDXGIFactory1";
         ComHost::SetUp();
     }
 };
@@ -172,6 +173,24 @@ TEST_F(FilteredComHost, LeavesFilteredMethodsAloneButStillCatchesTheObjectsTheyH
     EXPECT_NE(CaptureId(device), 0u) << "the object GetDevice handed out is caught";
     AsFence(device)->lpVtbl->GetCreationFlags(AsFence(device));
     EXPECT_EQ(Lines(), (std::vector<std::string>{"ID3D12Fence::Signal", "ID3D12Fence1::GetCreationFlags"}));
+}
+
+HRESULT TOV_COM_CALL LateFactory(REFIID, void** factory) {
+    *factory = nullptr;
+    return 7;
+}
+
+TEST_F(FilteredComHost, RoutesAFunctionWhoseLibraryComesInAfterTheHostAttached) {
+    // A proxy DLL loaded after the first call: its functions reach the implementation, through
+    // the layer unless the filter leaves them out.
+    tov::comhost::SetFunctionNext(s::CreateDXGIFactory, reinterpret_cast<void*>(&LateFactory));
+    tov::comhost::SetFunctionNext(s::CreateDXGIFactory1, reinterpret_cast<void*>(&LateFactory));
+    void* factory = &factory;
+    Lines();
+    EXPECT_EQ(tov::comhost::Function_CreateDXGIFactory(IID_IDXGIFactory, &factory), 7);
+    EXPECT_EQ(factory, nullptr);
+    EXPECT_EQ(tov::comhost::Function_CreateDXGIFactory1(IID_IDXGIFactory1, &factory), 7);
+    EXPECT_EQ(Lines(), std::vector<std::string>{"CreateDXGIFactory"});
 }
 
 TEST_F(ComHost, HooksAClassUnderItsMostDerivedInterfaceThatAnswersWithItself) {

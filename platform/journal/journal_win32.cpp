@@ -18,9 +18,16 @@ namespace tov::journal {
 int StandardErrorFile() { return _fileno(stderr); }
 
 int OpenLogFile(const char* path, const char** reason) {
-    const int fd = _open(path, _O_WRONLY | _O_CREAT | _O_APPEND | _O_BINARY | _O_NOINHERIT,
-                         _S_IREAD | _S_IWRITE);
+    constexpr int kFlags = _O_WRONLY | _O_CREAT | _O_APPEND | _O_BINARY | _O_NOINHERIT;
+    // Under Wine a path that starts with a slash is the Unix one that a Linux shell handed on:
+    // Wine's own kernel32 names it for Windows.
+    using ToDos = WCHAR*(CDECL*)(LPCSTR);
+    const auto toDos = reinterpret_cast<ToDos>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_dos_file_name")));
+    WCHAR* dos = path[0] == '/' && toDos != nullptr ? toDos(path) : nullptr;
+    const int fd = dos != nullptr ? _wopen(dos, kFlags, _S_IREAD | _S_IWRITE) : _open(path, kFlags, _S_IREAD | _S_IWRITE);
     if (fd < 0) *reason = strerror(errno);
+    if (dos != nullptr) HeapFree(GetProcessHeap(), 0, dos);
     return fd;
 }
 
