@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Sets up the machine, builds, and runs the demo: a host that loads the layer in verbose mode,
 # routes it to a stand-in driver and plays a short scripted Vulkan session; then real Vulkan
-# applications logged through the Vulkan loader (see "Logging real Vulkan applications"), and
-# last a few frames of vkd3d-gears, a Direct3D 12 program on vkd3d (see "Logging real Direct3D 12
-# programs").
+# applications logged through the Vulkan loader (see "Logging real Vulkan applications"), a few
+# frames of vkd3d-gears, a Direct3D 12 program on vkd3d (see "Logging real Direct3D 12
+# programs"), and last a Windows program under Wine (see "Logging Windows programs under Wine").
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/bootstrap.sh
+scripts/bootstrap.sh --windows
 scripts/build.sh
 build/demo/tov_demo "$@"
 
@@ -43,5 +43,15 @@ if [ -x /usr/bin/vkd3d-gears ] && [ -f build/vkd3d/libtov_vkd3d.so ]; then
   TOV_FRAMES=3 LD_PRELOAD="$PWD/build/vkd3d/libtov_frame_limit.so" \
     timeout 120 build/loader/tov-log $mode -- vkd3d-gears || status=$?
   if [ -n "$xvfb_pid" ]; then kill "$xvfb_pid"; wait "$xvfb_pid" 2>/dev/null || true; fi
-  exit "${status:-0}"
 fi
+
+# Last, a Windows program under Wine: the project's DXGI program clears and presents three frames
+# of a swap chain on a hidden window, its calls logged through the Wine host's proxy DLLs. The
+# Windows build (build-windows/) gives them; its wine-run gives Wine a prefix, a Wine server and
+# an X server of the build's own, which end with the demo.
+cmake -S . -B build-windows -G Ninja --toolchain cmake/mingw-w64-x86_64.cmake >/dev/null
+cmake --build build-windows --target wine_dlls dxgi_present
+echo "=== build/loader/tov-log $mode -- build-windows/bin/dxgi_present.exe (under Wine)"
+TOV_WINE=build-windows/wine-run build/loader/tov-log $mode -- build-windows/bin/dxgi_present.exe || status=$?
+build-windows/wine-run --stop
+exit "${status:-0}"

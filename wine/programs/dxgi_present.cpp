@@ -2,14 +2,18 @@
 // presented, frame by frame, alternately through Present and Present1.
 //
 //   dxgi_present.exe [--frames N]     N frames (3 if not given), each checked
-//   dxgi_present.exe --time N         N frames of a clear and a present, timed: prints the
-//                                     mean time of a frame in microseconds
+//   dxgi_present.exe --time N [--repeat R]
+//                                     R loops (1 if not given) of N frames of a clear and a
+//                                     present, timed: prints the mean time of a frame in
+//                                     microseconds, of the median loop
 #include <d3d11.h>
 #include <dxgi1_2.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "program.h"
 
@@ -41,6 +45,7 @@ int FrameCount(int argc, char** argv, const char* option, int otherwise) {
 int main(int argc, char** argv) {
     const int timed = FrameCount(argc, argv, "--time", 0);
     const int frames = timed > 0 ? timed : FrameCount(argc, argv, "--frames", 3);
+    const int repeat = std::max(1, FrameCount(argc, argv, "--repeat", 1));
 
     IDXGIFactory2* factory = nullptr;
     CheckHr(CreateDXGIFactory1(IID_IDXGIFactory2, reinterpret_cast<void**>(&factory)), "CreateDXGIFactory1");
@@ -80,16 +85,21 @@ int main(int argc, char** argv) {
         ID3D11RenderTargetView* view = nullptr;
         CheckHr(device->CreateRenderTargetView(buffer, nullptr, &view), "CreateRenderTargetView");
         const float colour[4] = {0.0f, 0.5f, 1.0f, 1.0f};
-        LARGE_INTEGER start, end, frequency;
+        LARGE_INTEGER frequency;
         QueryPerformanceFrequency(&frequency);
-        QueryPerformanceCounter(&start);
-        for (int frame = 0; frame < frames; ++frame) {
-            context->ClearRenderTargetView(view, colour);
-            CheckHr(swapChain->Present(0, 0), "Present");
+        std::vector<double> times;
+        for (int loop = 0; loop < repeat; ++loop) {
+            LARGE_INTEGER start, end;
+            QueryPerformanceCounter(&start);
+            for (int frame = 0; frame < frames; ++frame) {
+                context->ClearRenderTargetView(view, colour);
+                CheckHr(swapChain->Present(0, 0), "Present");
+            }
+            QueryPerformanceCounter(&end);
+            times.push_back(1e6 * static_cast<double>(end.QuadPart - start.QuadPart) / frequency.QuadPart / frames);
         }
-        QueryPerformanceCounter(&end);
-        std::printf("frame time: %.1f us\n",
-                    1e6 * static_cast<double>(end.QuadPart - start.QuadPart) / frequency.QuadPart / frames);
+        std::sort(times.begin(), times.end());
+        std::printf("frame time: %.1f us\n", times[times.size() / 2]);
         view->Release();
         buffer->Release();
     }
