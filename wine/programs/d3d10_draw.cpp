@@ -1,7 +1,8 @@
 // A Direct3D 10 program: compiles a vertex and a pixel shader from HLSL, draws a triangle over
 // half of a small render target that it cleared, and checks a pixel on each side.
 //
-// The device is a Direct3D 10.1 one, made through d3d10_1.dll as it is loaded at run time.
+// The device is a Direct3D 10.1 one, made through d3d10_1.dll, which the program loads at run
+// time, after it compiled its shaders through d3d10.dll.
 //
 //   d3d10_draw.exe [--report-ids]
 //
@@ -55,6 +56,8 @@ ID3D10Blob* Compile(const char* source, const char* profile) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    ID3D10Blob* vertexCode = Compile(kVertexShader, "vs_4_0");
+    ID3D10Blob* pixelCode = Compile(kPixelShader, "ps_4_0");
     const HMODULE d3d10_1 = LoadLibraryW(L"d3d10_1.dll");
     Check(d3d10_1 != nullptr, "LoadLibrary d3d10_1.dll");
     using CreateDevice1 = HRESULT(WINAPI*)(IDXGIAdapter*, D3D10_DRIVER_TYPE, HMODULE, UINT, D3D10_FEATURE_LEVEL1, UINT,
@@ -67,8 +70,6 @@ int main(int argc, char** argv) {
                    &device),
             "D3D10CreateDevice1");
 
-    ID3D10Blob* vertexCode = Compile(kVertexShader, "vs_4_0");
-    ID3D10Blob* pixelCode = Compile(kPixelShader, "ps_4_0");
     ID3D10VertexShader* vertexShader = nullptr;
     CheckHr(device->CreateVertexShader(vertexCode->GetBufferPointer(), vertexCode->GetBufferSize(), &vertexShader),
             "CreateVertexShader");

@@ -12,8 +12,10 @@ Set TOV_UPDATE_GOLDEN=1 to rewrite the golden files, then review the diff.
 import argparse
 import os
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 # A header line of the dump and a logger line: an exported function or Interface::Method.
@@ -50,14 +52,15 @@ class Run:
                 if l and not l.startswith((" ", "= ")) and not CALL_NAME.match(l) and l != BOUNDARY]
 
 
-def run(program, *options, tov_log=(), env_extra=None):
-    """Runs one of the programs through tov-log with its options, or plainly if they are None."""
+def run(program, *options, tov_log=(), env_extra=None, folder=None):
+    """Runs one of the programs (from `folder`, else the build's) through tov-log with its
+    options, or plainly if they are None."""
     env = {k: v for k, v in os.environ.items() if not k.startswith(("TOV_LOG", "TOV_WINE"))}
-    env.update(env_extra or {})
-    command = [args.wine_run, os.path.join(args.bin, program + ".exe"), *options]
+    command = [args.wine_run, os.path.join(folder or args.bin, program + ".exe"), *options]
     if tov_log is not None:
         env["TOV_WINE_DLLS"] = args.bin
         command = [args.tov_log, *tov_log, "--", *command]
+    env.update(env_extra or {})
     return Run(subprocess.run(command, env=env, capture_output=True, timeout=300))
 
 
@@ -109,13 +112,21 @@ def case_program(program, *options):
 
 
 def case_missing_layer():
-    """The layer DLL cannot be loaded: the program runs as without the host, one message."""
+    """The folder of the host's DLLs lacks the layer's: the program runs as without the host,
+    and the host says so once."""
     plain = run("d3d11_readback", tov_log=None)
-    r = run("d3d11_readback", env_extra={"TOV_LOGGING_LAYER_LIBRARY": "/nonexistent/logging_layer-x64.dll"})
+    with tempfile.TemporaryDirectory() as dlls, tempfile.TemporaryDirectory() as folder:
+        for name in os.listdir(args.bin):
+            if name.endswith(".dll") and name != "logging_layer-x64.dll":
+                os.symlink(os.path.join(args.bin, name), os.path.join(dlls, name))
+        shutil.copy(os.path.join(args.bin, "d3d11_readback.exe"), folder)
+        r = run("d3d11_readback", env_extra={"TOV_WINE_DLLS": dlls}, folder=folder)
+        left = sorted(os.listdir(folder))
     check(r.rc == plain.rc and r.out == plain.out, f"the run differs from the plain run: {r.rc} {r.out}")
     check(r.logger_lines() == [], "calls logged without the Logging Layer")
     said = [l for l in r.own_err() if l not in plain.own_err()]
     check(len(said) == 1 and said[0].startswith(CANNOT_LOAD), f"expected one message {CANNOT_LOAD!r}, got {said}")
+    check(left == ["d3d11_readback.exe"], f"tov-log left {left} next to the program")
 
 
 def case_unknown_interface():
