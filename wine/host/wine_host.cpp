@@ -87,8 +87,9 @@ void Link() {
     const std::wstring path = LayerPath();
     HMODULE layer = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (layer == nullptr) {
+        const DWORD error = GetLastError();
         Say("cannot load the Logging Layer library (" + Narrow(kLayerFile) +
-            "); calls are passed on without logging: " + Narrow(path) + ": " + SystemMessage(GetLastError()));
+            "); calls are passed on without logging: " + Narrow(path) + ": " + SystemMessage(error));
         return;
     }
     const auto getDispatchTable = reinterpret_cast<PFN_tovGetDispatchTable>(
@@ -140,8 +141,10 @@ extern "C" int tovWineAttachProxy(const wchar_t* file, void* proxy) {
     const std::wstring path = std::wstring(system, length) + L"\\" + name;
     HMODULE real = LoadLibraryExW(path.c_str(), nullptr, 0);
     if (real == nullptr || real == static_cast<HMODULE>(proxy)) {
-        wine_host::Say("cannot load Wine's own " + wine_host::Narrow(name) + " (" + wine_host::Narrow(path) + "): " +
-                       (real == nullptr ? wine_host::SystemMessage(GetLastError()) : "the proxy itself stands there"));
+        const std::string why =
+            real == nullptr ? wine_host::SystemMessage(GetLastError()) : "the proxy itself stands there";
+        wine_host::Say("cannot load Wine's own " + wine_host::Narrow(name) + " (" + wine_host::Narrow(path) +
+                       "): " + why);
         return FALSE;
     }
     for (std::size_t i = 0; i < dll->count; ++i) {

@@ -46,7 +46,8 @@ ID3D10Blob* Compile(const char* source, const char* profile) {
     const HRESULT hr = D3D10CompileShader(source, std::strlen(source), "inline", nullptr, nullptr, "main", profile, 0,
                                           &code, &errors);
     if (errors != nullptr) {
-        std::printf("%.*s\n", static_cast<int>(errors->GetBufferSize()), static_cast<const char*>(errors->GetBufferPointer()));
+        std::printf("%.*s\n", static_cast<int>(errors->GetBufferSize()),
+                    static_cast<const char*>(errors->GetBufferPointer()));
         errors->Release();
     }
     CheckHr(hr, "D3D10CompileShader");
@@ -79,7 +80,8 @@ int main(int argc, char** argv) {
     const D3D10_INPUT_ELEMENT_DESC element = {"POSITION", 0, DXGI_FORMAT_R32G32_FLOAT, 0, 0,
                                               D3D10_INPUT_PER_VERTEX_DATA, 0};
     ID3D10InputLayout* layout = nullptr;
-    CheckHr(device->CreateInputLayout(&element, 1, vertexCode->GetBufferPointer(), vertexCode->GetBufferSize(), &layout),
+    CheckHr(device->CreateInputLayout(&element, 1, vertexCode->GetBufferPointer(), vertexCode->GetBufferSize(),
+                                      &layout),
             "CreateInputLayout");
     vertexCode->Release();
     pixelCode->Release();
