@@ -13,6 +13,7 @@
 // that reaches the host gets a capture id in its private data, unless it has one already.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -49,6 +50,29 @@ template <typename T>
 T LeaveCall(T result) {
     LeaveCall();
     return result;
+}
+
+// The code of the implementation: the modules that hold the original methods of the hooked
+// classes (never the program's own executable), each [begin, begin + size). Entries are added
+// under the host's lock and published by the count; they never change.
+struct CodeRange {
+    std::uintptr_t begin;
+    std::uintptr_t size;
+};
+inline constexpr std::size_t kMaxCodeRanges = 16;
+extern CodeRange g_codeRanges[kMaxCodeRanges];
+extern std::atomic<std::size_t> g_codeRangeCount;
+
+// Whether a call's return address lies in the implementation's code: a call that the
+// implementation makes on its own methods from a thread of its own (vkd3d's fence worker
+// releases the device), outside any call of the program, is not the program's and passes on
+// unlogged, as a nested call does. An entry asks only about its outermost calls.
+inline bool FromImplementation(const void* returnAddress) {
+    const auto address = reinterpret_cast<std::uintptr_t>(returnAddress);
+    const std::size_t count = g_codeRangeCount.load(std::memory_order_acquire);
+    for (std::size_t i = 0; i < count; ++i)
+        if (address - g_codeRanges[i].begin < g_codeRanges[i].size) return true;
+    return false;
 }
 
 // The same count as a guard object.

@@ -41,6 +41,10 @@ inline void StoreDepth(unsigned depth) { t_depth = depth; }
 bool Unprotect(void* address, std::size_t size, unsigned long* previous);
 void Reprotect(void* address, std::size_t size, unsigned long previous);
 
+// The bounds [*begin, *end) of the loaded module whose image holds `address`; false if no module
+// holds it, or if it is the program's own executable.
+bool LibraryBounds(const void* address, std::uintptr_t* begin, std::uintptr_t* end);
+
 // The one lock of the host: finding classes, claiming interfaces, storing capture ids.
 void Lock();
 void Unlock();

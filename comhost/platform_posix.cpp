@@ -1,6 +1,8 @@
+#include <link.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -62,6 +64,41 @@ void Reprotect(void* address, std::size_t size, unsigned long previous) {
     const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(address) & ~(page - 1);
     const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(address) + size + page - 1) & ~(page - 1);
     mprotect(reinterpret_cast<void*>(begin), end - begin, static_cast<int>(previous));
+}
+
+bool LibraryBounds(const void* address, std::uintptr_t* begin, std::uintptr_t* end) {
+    struct Search {
+        std::uintptr_t address;
+        std::uintptr_t begin = 0, end = 0;
+        bool found = false;
+        bool first = true;  // the first object the loader lists is the program itself
+    } search{reinterpret_cast<std::uintptr_t>(address)};
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, std::size_t, void* data) {
+            Search& s = *static_cast<Search*>(data);
+            const bool program = s.first;
+            s.first = false;
+            std::uintptr_t low = UINTPTR_MAX, high = 0;
+            bool holds = false;
+            for (int i = 0; i < info->dlpi_phnum; ++i) {
+                const ElfW(Phdr)& segment = info->dlpi_phdr[i];
+                if (segment.p_type != PT_LOAD) continue;
+                const std::uintptr_t from = info->dlpi_addr + segment.p_vaddr;
+                const std::uintptr_t to = from + segment.p_memsz;
+                low = std::min(low, from);
+                high = std::max(high, to);
+                holds = holds || (s.address >= from && s.address < to);
+            }
+            if (!holds) return 0;
+            s.found = !program;
+            s.begin = low;
+            s.end = high;
+            return 1;
+        },
+        &search);
+    *begin = search.begin;
+    *end = search.end;
+    return search.found;
 }
 
 void Lock() { g_lock.lock(); }

@@ -63,6 +63,20 @@ void Reprotect(void* address, std::size_t size, unsigned long previous) {
     FlushInstructionCache(GetCurrentProcess(), address, size);
 }
 
+bool LibraryBounds(const void* address, std::uintptr_t* begin, std::uintptr_t* end) {
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            static_cast<LPCWSTR>(address), &module) ||
+        module == GetModuleHandleW(nullptr))
+        return false;
+    const auto base = reinterpret_cast<const unsigned char*>(module);
+    const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    *begin = reinterpret_cast<std::uintptr_t>(base);
+    *end = *begin + nt->OptionalHeader.SizeOfImage;
+    return true;
+}
+
 void Lock() { AcquireSRWLockExclusive(&g_lock); }
 void Unlock() { ReleaseSRWLockExclusive(&g_lock); }
 

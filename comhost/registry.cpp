@@ -14,6 +14,8 @@ namespace tov::comhost {
 void** g_slots = nullptr;
 void* g_hooks[tov::logging_layer::kSlotCount] = {};
 void* g_functionNext[kFunctionSlotCount] = {};
+CodeRange g_codeRanges[kMaxCodeRanges] = {};
+std::atomic<std::size_t> g_codeRangeCount{0};
 
 namespace {
 
@@ -95,6 +97,16 @@ const EntryRun* RunOf(std::uint32_t slot) {
     return nullptr;
 }
 
+// Counts the module of an original method as the implementation's code, once. Under the lock.
+void AddImplementationCode(const void* method) {
+    if (FromImplementation(method)) return;
+    const std::size_t count = g_codeRangeCount.load(std::memory_order_relaxed);
+    std::uintptr_t begin = 0, end = 0;
+    if (count == kMaxCodeRanges || !platform::LibraryBounds(method, &begin, &end)) return;
+    g_codeRanges[count] = {begin, end - begin};
+    g_codeRangeCount.store(count + 1, std::memory_order_release);
+}
+
 // Stores each original method into its slot, then turns the class's entry to the slot's typed
 // entry: a call that finds the entry always finds the original in the slot.
 //
@@ -110,6 +122,7 @@ bool Patch(const void* methods, const InterfaceInfo& info) {
         const std::uint32_t slot = info.firstSlot + i;
         const EntryRun& run = *RunOf(slot);
         void* const original = table[i];
+        AddImplementationCode(original);
         std::atomic_ref<void*>(g_slots[slot]).store(original, std::memory_order_release);
         if (g_hooks[slot] == nullptr) {
             if (!run.handsOutObjects[slot - run.first]) continue;

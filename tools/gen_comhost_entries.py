@@ -4,8 +4,9 @@
 A hooked class's virtual table points at these entries, one per dispatch slot of the COM
 stretch. Each declared method has one entry body, a function template over its slot; every slot
 that has the method in its run instantiates it. The body counts the host's calls on this thread:
-a call made inside another one (the implementation calling its own methods) goes straight to the
-original method stored in the slot; an outermost call goes to the layer's hook, and afterwards
+a call made inside another one (the implementation calling its own methods), or one whose
+caller is the implementation's own code, goes straight to the original method stored in the
+slot; an outermost call of the program goes to the layer's hook, and afterwards
 every object handed out through an out-parameter is caught. The 18 exported API functions have
 one entry each, which does the same through their slots.
 
@@ -30,14 +31,14 @@ BODY = """\
 template <std::uint32_t Slot>
 {ret} TOV_COM_CALL Entry_{body}({params}) {{
     using Fn = {ret}(TOV_COM_CALL*)({types});
-    if (!EnterCall()) {nested}
+    if (!EnterCall() || FromImplementation(__builtin_return_address(0))) {nested}
 {outermost}}}
 """
 
 FUNCTION = """\
 {ret} TOV_COM_CALL Function_{name}({params}) {{
     using Fn = {ret}(TOV_COM_CALL*)({types});
-    if (!EnterCall() || !Attached()) {nested}
+    if (!EnterCall() || !Attached() || FromImplementation(__builtin_return_address(0))) {nested}
 {outermost}}}
 """
 

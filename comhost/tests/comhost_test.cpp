@@ -299,6 +299,24 @@ TEST_F(ComHost, ThreadsMeetingANewClassAtOnceHookItOnce) {
     EXPECT_EQ(Lines(), std::vector<std::string>{"ID3D12Fence1::GetCompletedValue"});
 }
 
+extern "C" void* LibraryObject();
+extern "C" std::uint64_t LibraryReleases();
+extern "C" void LibraryRelease(void* object);
+
+TEST_F(ComHost, PassesOnACallThatTheImplementationsOwnCodeMakesOutsideTheProgramsCalls) {
+    void* object = LibraryObject();
+    Catch(object);
+    const auto release = reinterpret_cast<ULONG(TOV_COM_CALL*)(void*)>((*static_cast<void* const* const*>(object))[2]);
+    const std::uint64_t before = LibraryReleases();
+    Lines();
+    release(object);
+    LibraryRelease(object);
+    EXPECT_EQ(LibraryReleases() - before, 2u) << "both calls reach the class's Release";
+    const std::vector<std::string> lines = Lines();
+    ASSERT_EQ(lines.size(), 1u) << "only the program's call is logged";
+    EXPECT_TRUE(lines[0].ends_with("::Release")) << lines[0];
+}
+
 TEST(ComHostUnattached, LeavesObjectsAloneBeforeTheLayerIsLinked) {
     FakeObject object{&kFenceClass, &kFence};
     const ID3D12Fence1Vtbl before = kFenceClass;
