@@ -16,6 +16,9 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tests", "support"))
+from cases import check, run_case  # noqa: E402
+
 LVP_ICD = "/usr/share/vulkan/icd.d/lvp_icd.x86_64.json"
 CALL_NAME = re.compile(r"^vk[A-Z][A-Za-z0-9]*$")
 RECORDED = 1000
@@ -38,14 +41,6 @@ SAMPLE_CALLS = {
     "vkUnmapMemory": 1, "vkDestroyBuffer": 1, "vkFreeMemory": 1, "vkDestroyDevice": 1,
     "vkDestroyInstance": 1,
 }
-
-failures = []
-
-
-def check(condition, message):
-    if not condition:
-        failures.append(message)
-        print("FAIL:", message)
 
 
 class Run:
@@ -371,12 +366,7 @@ def main():
         "threads": lambda: case_threads(args),
         "zero_count_submit": lambda: case_zero_count_submit(args),
     }
-    if args.case not in cases:
-        sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
-    cases[args.case]()
-    if failures:
-        sys.exit(f"{len(failures)} check(s) failed")
-    print("ok")
+    run_case(cases, args.case)
 
 
 if __name__ == "__main__":

@@ -20,6 +20,9 @@ import sys
 import tempfile
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tests", "support"))
+from cases import check, golden as golden_in, run_case  # noqa: E402
+
 LVP_ICD = "/usr/share/vulkan/icd.d/lvp_icd.x86_64.json"
 GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 # A logger line: an exported function's name or Interface::Method.
@@ -30,14 +33,7 @@ FRAMES = 30
 TIMING_DEPENDENT = {"ID3D12Fence::SetEventOnCompletion"}
 CANNOT_LOAD = "tov-vkd3d: cannot load the Logging Layer library"
 
-failures = []
 args = None
-
-
-def check(condition, message):
-    if not condition:
-        failures.append(message)
-        print("FAIL:", message)
 
 
 class Run:
@@ -131,20 +127,7 @@ def tov_log(*options):
 
 
 def golden(name, text):
-    path = os.path.join(GOLDEN, name)
-    if os.environ.get("TOV_UPDATE_GOLDEN") == "1":
-        with open(path, "w", encoding="utf-8", newline="\n") as f:
-            f.write(text)
-        return
-    with open(path, encoding="utf-8") as f:
-        expected = f.read()
-    if text != expected:
-        got = text.splitlines()
-        want = expected.splitlines()
-        line = next((i for i, (a, b) in enumerate(zip(got, want)) if a != b), min(len(got), len(want)))
-        check(False, f"{name}: differs from line {line + 1}: got "
-                     f"{got[line] if line < len(got) else '<end>'!r}, expected "
-                     f"{want[line] if line < len(want) else '<end>'!r}")
+    golden_in(GOLDEN, name, text)
 
 
 def header_names(dump):
@@ -326,12 +309,7 @@ def main():
         "triangle": lambda: case_demo("vkd3d-triangle", True),
         "gears": lambda: case_demo("vkd3d-gears", False),
     }
-    if args.case not in cases:
-        sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
-    cases[args.case]()
-    if failures:
-        sys.exit(f"{len(failures)} check(s) failed")
-    print("ok")
+    run_case(cases, args.case)
 
 
 if __name__ == "__main__":

@@ -17,20 +17,16 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tests", "support"))
+from cases import check, golden as golden_in, run_case  # noqa: E402
+
 GOLDEN = os.path.join(os.path.dirname(os.path.abspath(__file__)), "golden")
 # A header line of the dump and a logger line: an exported function or Interface::Method.
 CALL_NAME = re.compile(r"^(?:[A-Z]\w*::\w+|D3D1\w+|CreateDXGIFactory\w*|DXGI\w+)$")
 BOUNDARY = "#" * 20 + "Frame Boundary" + "#" * 20
 CANNOT_LOAD = "tov-wine: cannot load the Logging Layer library (logging_layer-x64.dll)"
 
-failures = []
 args = None
-
-
-def check(condition, message):
-    if not condition:
-        failures.append(message)
-        print("FAIL:", message)
 
 
 class Run:
@@ -65,19 +61,7 @@ def run(program, *options, tov_log=(), env_extra=None, folder=None):
 
 
 def golden(name, text):
-    path = os.path.join(GOLDEN, name)
-    if os.environ.get("TOV_UPDATE_GOLDEN") == "1":
-        with open(path, "w", encoding="utf-8", newline="\n") as f:
-            f.write(text)
-        return
-    with open(path, encoding="utf-8", newline="") as f:
-        expected = f.read()
-    if text != expected:
-        got, want = text.splitlines(), expected.splitlines()
-        line = next((i for i, (a, b) in enumerate(zip(got, want)) if a != b), min(len(got), len(want)))
-        check(False, f"{name}: differs from line {line + 1}: got "
-                     f"{got[line] if line < len(got) else '<end>'!r}, expected "
-                     f"{want[line] if line < len(want) else '<end>'!r}")
+    golden_in(GOLDEN, name, text)
 
 
 def headers(dump):
@@ -168,12 +152,7 @@ def main():
         "unknown_interface": case_unknown_interface,
         "capture_ids": case_capture_ids,
     }
-    if args.case not in cases:
-        sys.exit(f"unknown case {args.case}; one of {', '.join(cases)}")
-    cases[args.case]()
-    if failures:
-        sys.exit(f"{len(failures)} check(s) failed")
-    print("ok")
+    run_case(cases, args.case)
 
 
 if __name__ == "__main__":
