@@ -29,7 +29,7 @@
 #include <vector>
 
 #include "dispatch_table.h"
-#include "host_link.h"
+#include "link_next_to.h"
 #include "loader_table.h"
 
 #define TOV_HOST_EXPORT extern "C" __attribute__((visibility("default")))
@@ -107,31 +107,11 @@ Host& TheHost() {
 
 // --- Loading the Logging Layer --------------------------------------------------------------------
 
-// liblogging_layer.so next to this library, else the build tree's. The link takes
-// TOV_LOGGING_LAYER_LIBRARY before either.
-std::vector<std::string> CandidatePaths() {
-    std::vector<std::string> paths;
-    Dl_info info;
-    if (dladdr(reinterpret_cast<void*>(&CandidatePaths), &info) != 0 && info.dli_fname != nullptr) {
-        std::string self = info.dli_fname;
-        const std::size_t slash = self.rfind('/');
-        paths.push_back((slash == std::string::npos ? std::string(".") : self.substr(0, slash)) +
-                        "/liblogging_layer.so");
-    }
-#ifdef TOV_BUILD_TREE_LAYER_PATH
-    paths.push_back(TOV_BUILD_TREE_LAYER_PATH);
-#endif
-    return paths;
-}
-
 PFN_vkVoidFunction HostFunction(std::uint16_t slot);
 
 void Load(Host& host) {
-    const std::vector<std::string> paths = CandidatePaths();
-    std::vector<const char*> candidates;
-    for (const std::string& path : paths) candidates.push_back(path.c_str());
     // Another host of this process may have linked the layer already; then this is its link.
-    const TovLinkResult linked = tovLinkLayer(candidates.data(), candidates.size());
+    const TovLinkResult linked = hostlink::LinkLayerNextTo(reinterpret_cast<const void*>(&Load));
     if (linked.failure == kTovNoEntryPoint) {
         std::fprintf(stderr, "%s: the library it loaded has no tovGetDispatchTable;"
                      " calls are passed on without logging\n", kPrefix);
