@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -171,6 +172,24 @@ void AfterForkInChild() {
     new (&ring.due) std::condition_variable();
     ReleaseWriter(ring);
     ring.appending.unlock();
+}
+
+// The file named by the environment variable TOV_LOG_FILE, or null.
+const char* LogFilePathFromEnvironment() {
+    const char* path = std::getenv("TOV_LOG_FILE");
+    return path != nullptr && *path != '\0' ? path : nullptr;
+}
+
+// Says on standard error that the log file could not be opened.
+void ReportLogFileFailure(const char* path, const char* reason) {
+    char text[4096];
+    const int n = std::snprintf(text, sizeof text,
+                                "journal: cannot open the log file %s (%s); the logger writes to"
+                                " standard error\n", path, reason);
+    if (n <= 0) return;
+    const Piece piece = {text, n < static_cast<int>(sizeof text) ? static_cast<std::size_t>(n)
+                                                                 : sizeof text - 1};
+    WriteAll(StandardErrorFile(), &piece, 1, Patience::kBounded);
 }
 
 void Start() {

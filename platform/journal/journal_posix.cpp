@@ -23,22 +23,6 @@ int OpenLogFile(const char* path, const char** reason) {
     return fd;
 }
 
-const char* LogFilePathFromEnvironment() {
-    const char* path = getenv("TOV_LOG_FILE");
-    return path != nullptr && *path != '\0' ? path : nullptr;
-}
-
-void ReportLogFileFailure(const char* path, const char* reason) {
-    char text[4096];
-    const int n = snprintf(text, sizeof text,
-                           "journal: cannot open the log file %s (%s); the logger writes to"
-                           " standard error\n", path, reason);
-    if (n <= 0) return;
-    const Piece piece = {text, n < static_cast<int>(sizeof text) ? static_cast<std::size_t>(n)
-                                                                 : sizeof text - 1};
-    WriteAll(STDERR_FILENO, &piece, 1, Patience::kBounded);
-}
-
 namespace {
 
 bool PipeSignalPending() {

@@ -10,10 +10,6 @@ namespace tov::journal {
 int StandardErrorFile();
 // Opens a log file for appending; -1 and a reason on failure.
 int OpenLogFile(const char* path, const char** reason);
-// The file named by the environment variable TOV_LOG_FILE, or null.
-const char* LogFilePathFromEnvironment();
-// Says on standard error that the log file could not be opened.
-void ReportLogFileFailure(const char* path, const char* reason);
 
 struct Piece {
     const char* data;
