@@ -94,11 +94,7 @@ int main(int argc, char** argv) {
     ID3D10Buffer* vertexBuffer = nullptr;
     CheckHr(device->CreateBuffer(&bufferDesc, &vertices, &vertexBuffer), "CreateBuffer");
 
-    D3D10_TEXTURE2D_DESC desc = {};
-    desc.Width = desc.Height = kSize;
-    desc.MipLevels = desc.ArraySize = 1;
-    desc.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
-    desc.SampleDesc.Count = 1;
+    D3D10_TEXTURE2D_DESC desc = SquareRgba8<D3D10_TEXTURE2D_DESC>(kSize);
     desc.Usage = D3D10_USAGE_DEFAULT;
     desc.BindFlags = D3D10_BIND_RENDER_TARGET;
     ID3D10Texture2D* target = nullptr;

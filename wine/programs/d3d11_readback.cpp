@@ -32,11 +32,7 @@ int main(int argc, char** argv) {
                               &device, &level, &context),
             "D3D11CreateDevice");
 
-    D3D11_TEXTURE2D_DESC desc = {};
-    desc.Width = desc.Height = kSize;
-    desc.MipLevels = desc.ArraySize = 1;
-    desc.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
-    desc.SampleDesc.Count = 1;
+    D3D11_TEXTURE2D_DESC desc = SquareRgba8<D3D11_TEXTURE2D_DESC>(kSize);
     desc.Usage = D3D11_USAGE_DEFAULT;
     desc.BindFlags = D3D11_BIND_RENDER_TARGET;
     ID3D11Texture2D* target = nullptr;

@@ -70,11 +70,7 @@ int main(int argc, char** argv) {
     CheckHr(factory->CreateSwapChainForHwnd(device, window, &desc, nullptr, nullptr, &swapChain),
             "CreateSwapChainForHwnd");
 
-    D3D11_TEXTURE2D_DESC readable = {};
-    readable.Width = readable.Height = kSize;
-    readable.MipLevels = readable.ArraySize = 1;
-    readable.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
-    readable.SampleDesc.Count = 1;
+    D3D11_TEXTURE2D_DESC readable = SquareRgba8<D3D11_TEXTURE2D_DESC>(kSize);
     readable.Usage = D3D11_USAGE_STAGING;
     readable.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
 

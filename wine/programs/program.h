@@ -1,10 +1,12 @@
-// What the Windows test programs share: a check that ends the program with a message, and the
-// reading of a texture's first pixels through a staging copy.
+// What the Windows test programs share: a check that ends the program with a message, the
+// description of their square RGBA8 textures, and their options.
 #pragma once
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <dxgiformat.h>
 
 namespace tov::programs {
 
@@ -34,6 +36,18 @@ inline bool PixelIs(const unsigned char* pixel, const unsigned char (&rgba)[4]) 
 inline void Say(const char* line) {
     std::printf("%s\n", line);
     std::fflush(stdout);
+}
+
+// A size x size RGBA8 texture of one level and one sample: Direct3D 10's and 11's descriptions
+// name these fields alike. The caller says its usage.
+template <typename Desc>
+Desc SquareRgba8(unsigned size) {
+    Desc desc = {};
+    desc.Width = desc.Height = size;
+    desc.MipLevels = desc.ArraySize = 1;
+    desc.Format = DXGI_FORMAT_R8G8B8A8_UNORM;
+    desc.SampleDesc.Count = 1;
+    return desc;
 }
 
 // Whether the program was asked for an option.
