@@ -18,6 +18,7 @@ HEADER = """\
 #pragma once
 
 #include "object_printers.h"
+#include "printers.h"
 
 namespace tov::com_values {{
 
@@ -26,10 +27,10 @@ namespace tov::com_values {{
 """
 
 PRINTERS = """\
-inline void PrintObject_{name}(const {name}* object, std::string label, std::ostream& os, std::uint64_t indent) {{
+inline void PrintObject_{name}(const {name}* object, printing::Label label, std::ostream& os, std::uint64_t indent) {{
     PrintObject(const_cast<{name}*>(object), {reader}, "{name}", std::move(label), os, indent);
 }}
-inline void PrintArray_{name}({name}* const* array, std::uint64_t count, std::string label, std::ostream& os, std::uint64_t indent) {{
+inline void PrintArray_{name}({name}* const* array, std::uint64_t count, printing::Label label, std::ostream& os, std::uint64_t indent) {{
     PrintObjectArray(reinterpret_cast<void* const*>(array), count, {reader}, "{name}", std::move(label), os, indent);
 }}
 """

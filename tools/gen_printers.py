@@ -51,19 +51,19 @@ namespace {namespace} {{
 """
 
 ENUM = """\
-void Print_{name}(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {{
+void Print_{name}(const void* value, printing::Label label, std::ostream& os, std::uint64_t indent) {{
     static constexpr printing::EnumRow kRows[] = {{
 {rows}    }};
-    printing::PrintEnum(value, kRows, std::move(label), os, indent);
+    printing::PrintEnum(value, kRows, label, os, indent);
 }}
 """
 
 STRUCT = """\
-void Print_{name}(const {name}* value, std::string label, std::ostream& os, std::uint64_t indent) {{
+void Print_{name}(const {name}* value, printing::Label label, std::ostream& os, std::uint64_t indent) {{
 {statements}}}
 """
 
-SIGNATURE = "std::string label, std::ostream& os, std::uint64_t indent"
+SIGNATURE = "printing::Label label, std::ostream& os, std::uint64_t indent"
 INCLUDES = {"vulkan": '#include "vulkan_api.h"\n',
             "com": '#include "com_api.h"\n#include "com_object_printers.h"\n'}
 

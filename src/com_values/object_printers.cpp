@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "line_end.h"
 #include "printers.h"
 
 namespace tov::com_values {
@@ -26,14 +27,14 @@ std::string IdText(std::uint64_t id) {
     return text.str();
 }
 
-void WriteArrayHead(const void* array, std::string& label, std::ostream& os, std::uint64_t indent,
+void WriteArrayHead(const void* array, printing::Label& label, std::ostream& os, std::uint64_t indent,
                     bool& done) {
     printing::WriteLabelLine(std::move(label), os, indent);
     done = array == nullptr;
     if (done) printing::WriteBareLine(os, " NULLPTR");
 }
 
-void PrintVoidPointers(void* const* array, std::uint64_t count, bool tight, std::string label,
+void PrintVoidPointers(void* const* array, std::uint64_t count, bool tight, printing::Label label,
                        std::ostream& os, std::uint64_t indent) {
     bool done;
     WriteArrayHead(array, label, os, indent, done);
@@ -52,7 +53,7 @@ std::uint64_t ReadCaptureTimeId(ID3D11Device* object) { return ReadThroughPrivat
 std::uint64_t ReadCaptureTimeId(ID3D12Object* object) { return ReadThroughPrivateData(object); }
 std::uint64_t ReadCaptureTimeId(IDXGIObject* object) { return ReadThroughPrivateData(object); }
 
-void PrintObject(void* object, IdReader reader, const char* name, std::string label,
+void PrintObject(void* object, IdReader reader, const char* name, printing::Label label,
                  std::ostream& os, std::uint64_t indent) {
     if (object == nullptr) {
         printing::WriteNullLine(std::move(label), os, indent);
@@ -61,13 +62,14 @@ void PrintObject(void* object, IdReader reader, const char* name, std::string la
     printing::WriteLabelLine(std::move(label), os, indent);
     // The id is read only once the label line is out.
     const std::uint64_t id = reader != nullptr ? reader(object) : 0;
-    printing::Line line(indent + 1, IdText(id));
+    const std::string idText = IdText(id);
+    printing::Line line(indent + 1, std::string_view(idText));
     line << name;
     printing::EndLine(os, line);
 }
 
 void PrintObjectArray(void* const* array, std::uint64_t count, IdReader reader, const char* name,
-                      std::string label, std::ostream& os, std::uint64_t indent) {
+                      printing::Label label, std::ostream& os, std::uint64_t indent) {
     bool done;
     WriteArrayHead(array, label, os, indent, done);
     if (done) return;
@@ -85,12 +87,12 @@ void PrintObjectArray(void* const* array, std::uint64_t count, IdReader reader, 
     }
 }
 
-void PrintArray_voidptr(void* const* array, std::uint64_t count, std::string label,
+void PrintArray_voidptr(void* const* array, std::uint64_t count, printing::Label label,
                         std::ostream& os, std::uint64_t indent) {
     PrintVoidPointers(array, count, false, std::move(label), os, indent);
 }
 
-void PrintArray_voidptr_tight(void* const* array, std::uint64_t count, std::string label,
+void PrintArray_voidptr_tight(void* const* array, std::uint64_t count, printing::Label label,
                               std::ostream& os, std::uint64_t indent) {
     PrintVoidPointers(array, count, true, std::move(label), os, indent);
 }

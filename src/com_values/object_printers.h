@@ -8,6 +8,10 @@
 
 #include "com_api.h"
 
+namespace tov::printing {
+class Label;
+}
+
 namespace tov::com_values {
 
 // The GUID under which the host stores an object's 8-byte capture id.
@@ -30,17 +34,17 @@ std::uint64_t ReadIdAs(void* object) {
 
 // One object pointer: the label line, then the id (if any) and the interface's name one level
 // deeper; a null pointer is the label and " NULLPTR".
-void PrintObject(void* object, IdReader reader, const char* name, std::string label,
+void PrintObject(void* object, IdReader reader, const char* name, tov::printing::Label label,
                  std::ostream& os, std::uint64_t indent);
 // A counted array of object pointers: the label line, then one line per element.
 void PrintObjectArray(void* const* array, std::uint64_t count, IdReader reader, const char* name,
-                      std::string label, std::ostream& os, std::uint64_t indent);
+                      tov::printing::Label label, std::ostream& os, std::uint64_t indent);
 
 // `void **` arguments: the elements are not read. The plain form has two blanks behind each
 // index, the tight form one.
-void PrintArray_voidptr(void* const* array, std::uint64_t count, std::string label,
+void PrintArray_voidptr(void* const* array, std::uint64_t count, tov::printing::Label label,
                         std::ostream& os, std::uint64_t indent);
-void PrintArray_voidptr_tight(void* const* array, std::uint64_t count, std::string label,
+void PrintArray_voidptr_tight(void* const* array, std::uint64_t count, tov::printing::Label label,
                               std::ostream& os, std::uint64_t indent);
 
 }  // namespace tov::com_values

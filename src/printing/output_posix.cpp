@@ -1,6 +1,5 @@
-// The output seam on POSIX systems. Where the C library is glibc and the C++ library libstdc++,
-// standard output's C stream is known well enough for a line to bypass its buffer when that is
-// empty; elsewhere every line takes the stream's own way.
+// The output seam on POSIX systems: the C stream's error indicator, and the scope in which the
+// layer's writes cannot raise SIGPIPE.
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
@@ -9,14 +8,11 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <typeinfo>
 
 #include "output_seam.h"
+#include "system_call.h"
 
-#if defined(__GLIBC__) && defined(__GLIBCXX__)
-#include <stdio_ext.h>
-
-#include <ext/stdio_sync_filebuf.h>
+#if defined(__GLIBC__)
 #define TOV_GLIBC_STDIO 1
 #endif
 
@@ -26,42 +22,6 @@ bool StdoutErrorIndicator() { return ferror_unlocked(stdout) != 0; }
 
 void ClearStdoutErrorIndicator() {
     if (ferror_unlocked(stdout) != 0) clearerr_unlocked(stdout);
-}
-
-bool WriteLineDirect(std::ostream& os, const char* data, std::size_t size) {
-#ifdef TOV_GLIBC_STDIO
-    using SyncBuffer = __gnu_cxx::stdio_sync_filebuf<char>;
-    std::streambuf* buffer = os.rdbuf();
-    // A tied stream would be flushed by an insertion first; that goes the ordinary way.
-    if (buffer == nullptr || os.tie() != nullptr || typeid(*buffer) != typeid(SyncBuffer))
-        return false;
-    FILE* file = static_cast<SyncBuffer*>(buffer)->file();
-    flockfile(file);
-    // Bytes of the program's waiting in the buffer go first, through the C stream; a stream in
-    // wide orientation or not open for writing takes no narrow text at all.
-    if (file->_mode > 0 || file->_IO_write_ptr != file->_IO_write_base || __fwritable(file) == 0) {
-        funlockfile(file);
-        return false;
-    }
-    const int fd = file->_fileno;
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t n = write(fd, data + done, size - done);
-        if (n > 0) {
-            done += static_cast<std::size_t>(n);
-        } else if (n < 0 && errno == EINTR) {
-            continue;
-        } else {
-            break;
-        }
-    }
-    // Where the C stream keeps count of its file's position, it counts these bytes too.
-    if (file->_offset >= 0) file->_offset += static_cast<off64_t>(done);
-    funlockfile(file);
-    return true;
-#else
-    return false;
-#endif
 }
 
 namespace {
@@ -89,7 +49,7 @@ bool StdoutMayRaisePipeSignal() {
     // same file may have moved.
     if (stdout->_offset >= 0) return false;
 #endif
-    return lseek(STDOUT_FILENO, 0, SEEK_CUR) == -1 && errno == ESPIPE;
+    return SystemSeek(STDOUT_FILENO, 0, SEEK_CUR) == -1 && errno == ESPIPE;
 }
 
 }  // namespace

@@ -8,13 +8,6 @@
 
 namespace tov::printing {
 
-// Writes a whole line straight to the file under the stream, when the stream is the standard
-// output stream over the C stream and nothing of the program's waits in that C stream's buffer:
-// the same bytes in the same place and order as an insertion and a flush, in one write, without
-// the buffer's round trip. Returns false, having written nothing, when the line must go through
-// the stream. A failed write loses the line and leaves no trace in either stream.
-bool WriteLineDirect(std::ostream& os, const char* data, std::size_t size);
-
 // The error indicator of the C stream under standard output, which the standard output stream
 // shares; the layer's own failed write must not leave it set for the program to find.
 bool StdoutErrorIndicator();

@@ -18,8 +18,6 @@ void ClearStdoutErrorIndicator() {
     if (ferror(stdout) != 0) clearerr(stdout);
 }
 
-bool WriteLineDirect(std::ostream&, const char*, std::size_t) { return false; }
-
 // The last-error code is kept where the POSIX seam keeps the signal mask.
 OutputScope::OutputScope() : savedErrno_(errno) {
     const DWORD lastError = GetLastError();

@@ -5,12 +5,45 @@
 #include <cstdio>
 #include <cstring>
 #include <sstream>
+#include <utility>
 
-#include "output_seam.h"
+#include "line_end.h"
 
 namespace tov::printing {
 
 bool g_verbose = false;
+
+Label::Label(const char* text, std::size_t size)
+    : data_(inline_), size_(size), capacity_(kInline) {
+    if (size > kInline) {
+        data_ = new char[size];
+        capacity_ = size;
+    }
+    std::memcpy(data_, text, size);
+}
+
+Label::Label(Label&& other) noexcept : data_(inline_), size_(other.size_), capacity_(kInline) {
+    if (other.data_ == other.inline_) {
+        std::memcpy(inline_, other.inline_, size_);
+        return;
+    }
+    data_ = std::exchange(other.data_, other.inline_);
+    capacity_ = std::exchange(other.capacity_, kInline);
+    other.size_ = 0;
+}
+
+void Label::Append(std::string_view more) {
+    if (more.size() > capacity_ - size_) {
+        const std::size_t capacity = size_ + more.size();
+        char* larger = new char[capacity];
+        std::memcpy(larger, data_, size_);
+        if (data_ != inline_) delete[] data_;
+        data_ = larger;
+        capacity_ = capacity;
+    }
+    std::memcpy(data_ + size_, more.data(), more.size());
+    size_ += more.size();
+}
 
 void Line::Grow(std::size_t more) {
     const std::size_t capacity = std::max(2 * capacity_, size_ + more);
@@ -21,9 +54,7 @@ void Line::Grow(std::size_t more) {
     capacity_ = capacity;
 }
 
-void EndLine(std::ostream& os, Line& line) {
-    line << '\n';
-    if (WriteLineDirect(os, line.data(), line.size())) return;
+void EndLineThroughStream(std::ostream& os, Line& line) {
     const std::ios_base::iostate state = os.rdstate();
     const std::ios_base::iostate exceptions = os.exceptions();
     const bool stdioError = StdoutErrorIndicator();
@@ -49,15 +80,16 @@ void WriteBareLine(std::ostream& os, std::string_view text) {
     EndLine(os, line);
 }
 
-void WriteLabelLine(std::string label, std::ostream& os, std::uint64_t indent) {
+void WriteLabelLine(Label label, std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     EndLine(os, line);
 }
 
 namespace {
 
+// The helpers that write a leaf printer's line are inlined into it, and so is the line's end.
 template <typename Integer>
-void WriteNumberLine(Integer number, std::string& label, std::ostream& os, std::uint64_t indent) {
+[[gnu::always_inline]] inline void WriteNumberLine(Integer number, const Label& label, std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     line << ": " << number;
     EndLine(os, line);
@@ -70,7 +102,7 @@ T Read(const void* value) {
     return v;
 }
 
-void WriteTailLine(std::string& label, const char* tail, std::ostream& os, std::uint64_t indent) {
+[[gnu::always_inline]] inline void WriteTailLine(const Label& label, const char* tail, std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     line << tail;
     EndLine(os, line);
@@ -78,27 +110,27 @@ void WriteTailLine(std::string& label, const char* tail, std::ostream& os, std::
 
 }  // namespace
 
-void Print_uint32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_uint32_t(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     WriteNumberLine(Read<std::uint32_t>(value), label, os, indent);
 }
 
-void Print_uint64_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_uint64_t(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     WriteNumberLine(Read<std::uint64_t>(value), label, os, indent);
 }
 
-void Print_int32_t(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_int32_t(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     WriteNumberLine(Read<std::int32_t>(value), label, os, indent);
 }
 
-void Print_HRESULT(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_HRESULT(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     WriteNumberLine(Read<std::int32_t>(value), label, os, indent);
 }
 
-void Print_BOOL(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_BOOL(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     WriteTailLine(label, Read<std::uint32_t>(value) != 0 ? ": True" : ": False", os, indent);
 }
 
-void Print_float(const void* value, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_float(const void* value, Label label, std::ostream& os, std::uint64_t indent) {
     // Ask for the length first, so that no value is ever cut.
     const double widened = Read<float>(value);
     const int length = std::snprintf(nullptr, 0, "%f", widened);
@@ -109,15 +141,15 @@ void Print_float(const void* value, std::string label, std::ostream& os, std::ui
     EndLine(os, line);
 }
 
-void Print_NYI(const void*, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_NYI(const void*, Label label, std::ostream& os, std::uint64_t indent) {
     WriteTailLine(label, ": IS NYI", os, indent);
 }
 
-void Print_voidptr(const void*, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_voidptr(const void*, Label label, std::ostream& os, std::uint64_t indent) {
     WriteTailLine(label, " void ptr, can not infer type to print", os, indent);
 }
 
-void Print_text(const char* text, std::uint64_t, std::string label, std::ostream& os,
+void Print_text(const char* text, std::uint64_t, Label label, std::ostream& os,
                 std::uint64_t indent) {
     Line line(indent, label);
     line << " : " << text;
@@ -172,11 +204,15 @@ std::string DecodeEventText(std::uint32_t metadata, const void* data, std::uint3
     return std::string(static_cast<const char*>(data));
 }
 
-void WriteNullLine(std::string label, std::ostream& os, std::uint64_t indent) {
+void WriteNullLine(Label label, std::ostream& os, std::uint64_t indent) {
     WriteTailLine(label, " NULLPTR", os, indent);
 }
 
-void PrintHandleLines(bool isNull, std::string label, std::ostream& os, std::uint64_t indent) {
+void PrintPtr_HWND(const void* pointer, Label label, std::ostream& os, std::uint64_t indent) {
+    WriteTailLine(label, pointer == nullptr ? " NULLPTR" : ": NYI HWND", os, indent);
+}
+
+void PrintHandleLines(bool isNull, Label label, std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     if (isNull) {
         line << " NULLPTR";
@@ -184,20 +220,22 @@ void PrintHandleLines(bool isNull, std::string label, std::ostream& os, std::uin
         return;
     }
     EndLine(os, line);
-    Print_NYI(nullptr, std::string(" "), os, indent + 1);
+    Print_NYI(nullptr, Label(" "), os, indent + 1);
 }
 
-std::string IndexLabel(std::uint64_t index, bool trailingBlank) {
-    std::string label = "[" + std::to_string(index) + "]";
-    if (trailingBlank) label += ' ';
-    return label;
+Label IndexLabel(std::uint64_t index, bool trailingBlank) {
+    char text[24] = "[";
+    char* end = std::to_chars(text + 1, text + sizeof text - 2, index).ptr;
+    *end++ = ']';
+    if (trailingBlank) *end++ = ' ';
+    return Label(text, static_cast<std::size_t>(end - text));
 }
 
 namespace {
 // The numbers take the stream's own number format: its flags, precision and locale, which the
 // layer reads and never changes.
 template <typename T>
-void WriteFlatArray(const T* array, std::uint64_t count, std::string& label, std::ostream& os,
+void WriteFlatArray(const T* array, std::uint64_t count, const Label& label, std::ostream& os,
                     std::uint64_t indent) {
     std::ostringstream numbers;
     numbers.imbue(os.getloc());
@@ -210,18 +248,18 @@ void WriteFlatArray(const T* array, std::uint64_t count, std::string& label, std
 }
 }  // namespace
 
-void PrintArray_float(const float* array, std::uint64_t count, std::string label,
+void PrintArray_float(const float* array, std::uint64_t count, Label label,
                       std::ostream& os, std::uint64_t indent) {
     WriteFlatArray(array, count, label, os, indent);
 }
 
-void PrintArray_UINT(const std::uint32_t* array, std::uint64_t count, std::string label,
+void PrintArray_UINT(const std::uint32_t* array, std::uint64_t count, Label label,
                      std::ostream& os, std::uint64_t indent) {
     WriteFlatArray(array, count, label, os, indent);
 }
 
 void PrintEnumRows(std::int32_t value, const EnumRow* rows, std::size_t rowCount,
-                   std::string label, std::ostream& os, std::uint64_t indent) {
+                   const Label& label, std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     line << ' ';
     // Every row is tried, so a value with aliases writes all of its names.

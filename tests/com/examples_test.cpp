@@ -285,7 +285,7 @@ TEST(ComExamples, EnumPrinters) {
     const std::uint32_t enums[][2] = {
         {0, 0}, {0x200, 0}, {0xC0, 1}, {3, 1}, {4, 2}, {64, 2}, {6, 2}, {0, 3}, {11, 3},
         {0xFFFFFFFF, 4}, {0x80000000, 5}, {0x80000000, 6}, {0x9300, 7}};
-    using Printer = void (*)(const void*, std::string, std::ostream&, std::uint64_t);
+    using Printer = void (*)(const void*, tov::printing::Label, std::ostream&, std::uint64_t);
     const std::pair<Printer, const char*> printers[] = {
         {Print_D3D12_RESOURCE_STATES, "D3D12_RESOURCE_STATES StateBefore"},
         {Print_D3D12_HEAP_FLAGS, "D3D12_HEAP_FLAGS HeapFlags"},

@@ -48,15 +48,15 @@ const EnumRow kDemoEnum[] = {
     {2147483647, "DEMO_MAX_ENUM, "},
 };
 
-void Print_Demo(const void* v, std::string label, std::ostream& os, std::uint64_t indent) {
-    PrintEnum(v, kDemoEnum, std::move(label), os, indent);
+void Print_Demo(const void* v, Label label, std::ostream& os, std::uint64_t indent) {
+    PrintEnum(v, kDemoEnum, label, os, indent);
 }
 
 struct Pair {
     std::uint32_t a;
     float b;
 };
-void Print_Pair(const Pair* p, std::string label, std::ostream& os, std::uint64_t indent) {
+void Print_Pair(const Pair* p, Label label, std::ostream& os, std::uint64_t indent) {
     WriteLabelLine(std::move(label), os, indent);
     Print_uint32_t(&p->a, "uint32_t a", os, indent + 1);
     Print_float(&p->b, "float b", os, indent + 1);
@@ -194,6 +194,27 @@ TEST(Printers, NeverChangeTheStreamsFormat) {
     Print_int32_t(Ptr(-5), "int32_t y", os, 0);
     EXPECT_EQ(os.str(), "uint32_t x: 255\nint32_t y: -5\n");
     EXPECT_TRUE(os.flags() & std::ios::hex);
+}
+
+// Labels keep short text in themselves and take the heap beyond; the text must come out whole on
+// either side of that edge, whether the label is copied by a pointer printer, moved on, or grown
+// by a suffix across the edge.
+TEST(Printers, LabelsOfAnyLengthComeOutWhole) {
+    for (const std::size_t n : {1, 103, 104, 105, 300}) {
+        const std::string text(n, 'L');
+        std::ostringstream os;
+        const std::uint32_t v = 3;
+        PrintPtr_uint32_t(&v, text, os, 1);
+        WriteLabelLine(Label(text) + ": ", os, 0);
+        Label moved(text);
+        WriteLabelLine(std::move(moved), os, 2);
+        EXPECT_EQ(os.str(), "    " + text + ": 3\n" + text + ": \n" + "        " + text + "\n")
+            << n;
+    }
+    std::ostringstream os;
+    WriteLabelLine(IndexLabel(18446744073709551615u, true), os, 0);
+    WriteLabelLine(IndexLabel(0, false), os, 0);
+    EXPECT_EQ(os.str(), "[18446744073709551615] \n[0]\n");
 }
 
 // The capture must refuse the faults it is there to catch.
