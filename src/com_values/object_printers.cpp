@@ -27,8 +27,8 @@ std::string IdText(std::uint64_t id) {
     return text.str();
 }
 
-void WriteArrayHead(const void* array, printing::Label& label, std::ostream& os, std::uint64_t indent,
-                    bool& done) {
+void WriteArrayHead(const void* array, printing::Label& label, std::ostream& os,
+                    std::uint64_t indent, bool& done) {
     printing::WriteLabelLine(std::move(label), os, indent);
     done = array == nullptr;
     if (done) printing::WriteBareLine(os, " NULLPTR");

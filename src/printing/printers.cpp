@@ -89,7 +89,8 @@ namespace {
 
 // The helpers that write a leaf printer's line are inlined into it, and so is the line's end.
 template <typename Integer>
-[[gnu::always_inline]] inline void WriteNumberLine(Integer number, const Label& label, std::ostream& os, std::uint64_t indent) {
+[[gnu::always_inline]] inline void WriteNumberLine(Integer number, const Label& label,
+                                                   std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     line << ": " << number;
     EndLine(os, line);
@@ -102,7 +103,8 @@ T Read(const void* value) {
     return v;
 }
 
-[[gnu::always_inline]] inline void WriteTailLine(const Label& label, const char* tail, std::ostream& os, std::uint64_t indent) {
+[[gnu::always_inline]] inline void WriteTailLine(const Label& label, const char* tail,
+                                                 std::ostream& os, std::uint64_t indent) {
     Line line(indent, label);
     line << tail;
     EndLine(os, line);

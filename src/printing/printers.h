@@ -48,7 +48,6 @@ public:
     }
 
     operator std::string_view() const { return {data_, size_}; }
-    std::string str() const { return std::string(data_, size_); }
 
     static constexpr std::size_t kInline = 104;
     // Where the text is kept in the label itself, copies all kInline bytes to out, a copy of
