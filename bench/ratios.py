@@ -24,7 +24,7 @@ out = subprocess.run([*runner, args[0], "--benchmark_format=json", "--benchmark_
 medians = {b["run_name"]: b[clock] for b in json.loads(out)["benchmarks"]
            if b.get("aggregate_name") == "median"}
 for name, ns in medians.items():
-    print(f"{name:28s} {ns:10.2f} ns")
+    print(f"{name:32s} {ns:10.2f} ns")
 calls = [name[: -len("_Hook")] for name in medians if name.endswith("_Hook")]
 for call in calls:
     hook, base, direct = (medians.get(f"{call}_{k}") for k in ("Hook", "Baseline", "Direct"))
